@@ -1,0 +1,27 @@
+# What every target of ours has in common: language, warnings, sanitizers, include root.
+
+add_library(quillo_build_options INTERFACE)
+target_compile_features(quillo_build_options INTERFACE cxx_std_20)
+target_compile_options(quillo_build_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
+    $<$<BOOL:${QUILLO_WARNINGS_AS_ERRORS}>:-Werror>)
+if(QUILLO_SANITIZE)
+    target_compile_options(quillo_build_options INTERFACE -fsanitize=${QUILLO_SANITIZE} -fno-omit-frame-pointer)
+    target_link_options(quillo_build_options INTERFACE -fsanitize=${QUILLO_SANITIZE})
+    if(QUILLO_SANITIZE MATCHES "undefined")
+        target_compile_options(quillo_build_options INTERFACE -fno-sanitize-recover=undefined)
+    endif()
+endif()
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+
+# quillo_add_library(NAME SOURCES... [LINK LIBRARIES...]): the library of one folder of src/, with the libraries that
+# it may use.
+function(quillo_add_library name)
+    cmake_parse_arguments(arg "" "" "LINK" ${ARGN})
+    add_library(${name} STATIC ${arg_UNPARSED_ARGUMENTS})
+    target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}/src")
+    target_link_libraries(${name} PUBLIC ${arg_LINK} PRIVATE quillo_build_options)
+endfunction()

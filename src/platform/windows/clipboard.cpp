@@ -1,0 +1,90 @@
+#include "platform/clipboard.h"
+
+#include <windows.h>
+
+#include <array>
+#include <memory>
+
+namespace quillo::platform {
+namespace {
+
+class OpenedClipboard {
+public:
+    OpenedClipboard()
+        : open_(OpenClipboard(nullptr))
+    {
+    }
+    ~OpenedClipboard()
+    {
+        if (open_)
+            CloseClipboard();
+    }
+    OpenedClipboard(const OpenedClipboard&) = delete;
+    OpenedClipboard& operator=(const OpenedClipboard&) = delete;
+
+    explicit operator bool() const { return open_ != FALSE; }
+
+private:
+    BOOL open_;
+};
+
+struct GlobalMemoryFree {
+    void operator()(HGLOBAL memory) const { GlobalFree(memory); }
+};
+using GlobalMemory = std::unique_ptr<void, GlobalMemoryFree>;
+
+/// The text as zero-terminated UTF-16 in movable memory, as the clipboard wants it; empty when there is no memory.
+GlobalMemory toClipboardMemory(const std::string& utf8)
+{
+    const std::size_t units = utf8.size() + 1; // UTF-16 never needs more units than UTF-8 has bytes
+    GlobalMemory memory(GlobalAlloc(GMEM_MOVEABLE, units * sizeof(wchar_t)));
+    auto* wide = memory ? static_cast<wchar_t*>(GlobalLock(memory.get())) : nullptr;
+    if (!wide)
+        return nullptr;
+    const int size = static_cast<int>(units);
+    MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), size, wide, size);
+    GlobalUnlock(memory.get());
+    return memory;
+}
+
+INPUT keystroke(WORD virtualKey, DWORD flags)
+{
+    INPUT input{};
+    input.type = INPUT_KEYBOARD;
+    input.ki.wVk = virtualKey;
+    input.ki.dwFlags = flags;
+    return input;
+}
+
+} // namespace
+
+bool setClipboardText(const std::string& utf8)
+{
+    const OpenedClipboard clipboard;
+    if (!clipboard)
+        return false;
+    EmptyClipboard();
+    GlobalMemory memory = toClipboardMemory(utf8);
+    if (!memory || !SetClipboardData(CF_UNICODETEXT, memory.get()))
+        return false;
+    static_cast<void>(memory.release()); // the clipboard owns it now
+    return true;
+}
+
+void sendPasteShortcut()
+{
+    std::array keystrokes{
+        keystroke(VK_CONTROL, 0),
+        keystroke('V', 0),
+        keystroke('V', KEYEVENTF_KEYUP),
+        keystroke(VK_CONTROL, KEYEVENTF_KEYUP),
+    };
+    SendInput(static_cast<UINT>(keystrokes.size()), keystrokes.data(), sizeof(INPUT)); // in one call: nothing between
+}
+
+void settleClipboard()
+{
+    // The text lives in the system's clipboard, not in this process: a paste is served without us.
+}
+
+} // namespace quillo::platform

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "platform/x11/display.h"
+#include "platform/x11/event_fd.h"
+
+#include <condition_variable>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace quillo::platform::x11 {
+
+/// What a SelectionOwner and its thread tell each other.
+struct SelectionBoard {
+    std::mutex mutex; ///< guards what follows, except `wake`
+    std::condition_variable changed; ///< after each change by the serving thread
+    EventFd wake; ///< to be signalled after each change by the owner
+
+    std::shared_ptr<const std::string> text; ///< to be placed; empty again once that is done or has failed
+    bool handOver = false; ///< to be handed to a clipboard manager; false again once that is done or has failed
+    bool stop = false;
+
+    bool owned = false; ///< the selection is ours
+    bool pasteExpected = false; ///< set by the owner, cleared when the text has been delivered or cannot be any more
+    bool ended = true; ///< the thread serves no more
+};
+
+/// Owns the CLIPBOARD selection on a connection of its own and delivers the text to whoever asks: as UTF-8, as Latin-1
+/// with question marks for what that lacks, in one piece or, when it is long, piece by piece. One thread.
+class SelectionServer {
+public:
+    /// Does what the board asks until it says stop or the connection is lost. Returns after marking the board ended.
+    static void serve(SelectionBoard& board);
+
+private:
+    enum Name : std::size_t {
+        Clipboard,
+        Manager,
+        SaveTargets,
+        Targets,
+        Multiple,
+        AtomPair,
+        Timestamp,
+        Incr,
+        Utf8String,
+        PlainUtf8,
+        Plain,
+        Scratch,
+        nameCount
+    };
+    using Text = std::shared_ptr<const std::string>;
+
+    // A delivery piece by piece: the requestor deletes the property to ask for the next piece.
+    struct Transfer {
+        Window requestor;
+        Atom property;
+        Atom type;
+        Text bytes;
+        std::size_t sent;
+    };
+
+    explicit SelectionServer(SelectionBoard& board);
+    void run();
+    void lookAtBoard();
+    void dispatch(XEvent& event);
+    void claim(Time time);
+    void handOver();
+    void handedOver();
+    void answer(const XSelectionRequestEvent& request);
+    bool convert(Window requestor, Atom target, Atom property);
+    bool convertMultiple(Window requestor, Atom property);
+    bool convertText(Window requestor, Atom target, Atom property);
+    void continueTransfer(const XPropertyEvent& event);
+    void dropTransfers(Window requestor);
+    void textDelivered();
+    void setProperty(Window window, Atom property, Atom type, const std::vector<unsigned long>& values);
+    void setProperty(Window window, Atom property, Atom type, const char* bytes, std::size_t size);
+
+    Atom operator[](Name name) const { return names_[name]; }
+
+    SelectionBoard& board_;
+    Connection connection_;
+    Atom names_[nameCount]{};
+    Window window_ = None;
+    Text text_; // null while the selection is not ours
+    Time ownedSince_ = CurrentTime;
+    std::size_t pieceSize_ = 0; // in bytes
+    std::list<Transfer> transfers_;
+};
+
+} // namespace quillo::platform::x11

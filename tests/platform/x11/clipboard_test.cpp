@@ -1,0 +1,230 @@
+#include "platform/clipboard.h"
+#include "platform/x11/desktop.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <future>
+#include <optional>
+
+#include <X11/Xatom.h>
+
+namespace quillo::platform {
+namespace {
+
+// Another program that asks for the clipboard, or plays the clipboard manager.
+class Peer {
+public:
+    Peer()
+        : display_(connect())
+        , window_(XCreateSimpleWindow(display(), DefaultRootWindow(display()), 0, 0, 1, 1, 0, 0, 0))
+    {
+        XSelectInput(display(), window_, PropertyChangeMask);
+    }
+
+    Display* display() const { return display_.get(); }
+    Atom atom(const char* name) const { return XInternAtom(display(), name, False); }
+    Window clipboardOwner() const { return XGetSelectionOwner(display(), atom("CLIPBOARD")); }
+
+    void killOwner()
+    {
+        XKillClient(display(), clipboardOwner());
+        XSync(display(), False);
+    }
+
+    // The clipboard's content, or nothing when it is refused or nobody owns it.
+    std::optional<std::string> fetch(const char* target)
+    {
+        const Atom property = atom("PEER_DATA");
+        XConvertSelection(display(), atom("CLIPBOARD"), atom(target), property, window_, CurrentTime);
+        if (await([](const XEvent& e) { return e.type == SelectionNotify; }).xselection.property == None)
+            return std::nullopt;
+        XSync(display(), False);
+        while (XCheckTypedEvent(display(), PropertyNotify, &lastEvent_)) { }
+        Atom type = None;
+        std::string content = take(property, &type);
+        if (type != atom("INCR"))
+            return content;
+        content.clear();
+        for (std::string piece = " "; !piece.empty(); content += piece) {
+            await([&](const XEvent& e) {
+                return e.type == PropertyNotify && e.xproperty.atom == property
+                    && e.xproperty.state == PropertyNewValue;
+            });
+            piece = take(property, &type);
+        }
+        return content;
+    }
+
+    // Becomes the clipboard manager; serves one request to save the clipboard and returns what it saved.
+    void becomeManager()
+    {
+        XSetSelectionOwner(display(), atom("CLIPBOARD_MANAGER"), window_, CurrentTime);
+        XSync(display(), False);
+    }
+    std::string save()
+    {
+        const XSelectionRequestEvent request =
+            await([](const XEvent& e) { return e.type == SelectionRequest; }).xselectionrequest;
+        EXPECT_EQ(request.target, atom("SAVE_TARGETS"));
+        std::string saved = fetch("UTF8_STRING").value_or("refused");
+        XEvent reply{};
+        reply.xselection = {SelectionNotify, 0, True, display(), request.requestor, request.selection, request.target,
+            request.property, request.time};
+        XSendEvent(display(), request.requestor, False, NoEventMask, &reply);
+        XSync(display(), False);
+        return saved;
+    }
+
+private:
+    XEvent await(const std::function<bool(const XEvent&)>& wanted)
+    {
+        const bool came = eventually([&] {
+            while (XPending(display()) > 0) {
+                XNextEvent(display(), &lastEvent_);
+                if (wanted(lastEvent_))
+                    return true;
+            }
+            return false;
+        });
+        EXPECT_TRUE(came);
+        return came ? lastEvent_ : XEvent{};
+    }
+    std::string take(Atom property, Atom* type)
+    {
+        constexpr long everything = 1 << 24;
+        int format = 0;
+        unsigned long count = 0;
+        unsigned long rest = 0;
+        unsigned char* data = nullptr;
+        XGetWindowProperty(
+            display(), window_, property, 0, everything, True, AnyPropertyType, type, &format, &count, &rest, &data);
+        const std::size_t itemSize = format == 32 ? sizeof(long) : 1;
+        std::string content(reinterpret_cast<char*>(data), data ? count * itemSize : 0);
+        XFree(data);
+        return content;
+    }
+
+    Connection display_;
+    Window window_;
+    XEvent lastEvent_{};
+};
+
+std::string longText()
+{
+    std::string text;
+    while (text.size() < 600'000)
+        text += "Zeile " + std::to_string(text.size()) + " ✓ größer\n";
+    return text;
+}
+
+class X11Clipboard : public testing::Test {
+protected:
+    ~X11Clipboard() override { settleClipboard(); }
+
+    Peer peer_;
+};
+
+TEST_F(X11Clipboard, DeliversTextByteForByte)
+{
+    for (const std::string& text : {std::string("plain"),
+             std::string("Grüße, naïve café ✓ 🎙️ 日本語\nzweite Zeile\t"), longText(), std::string()}) {
+        ASSERT_TRUE(setClipboardText(text));
+        for (const char* target : {"UTF8_STRING", "text/plain;charset=utf-8", "text/plain"})
+            EXPECT_TRUE(peer_.fetch(target) == text) << target << ", " << text.size() << " bytes";
+    }
+    ASSERT_TRUE(setClipboardText("Grüße ✓ 🎙 ÿ"));
+    EXPECT_EQ(peer_.fetch("STRING"),
+        "Gr\xFC\xDF"
+        "e ? ? \xFF");
+    EXPECT_FALSE(peer_.fetch("image/png"));
+    const std::string targets = peer_.fetch("TARGETS").value_or("");
+    const Atom utf8 = peer_.atom("UTF8_STRING");
+    EXPECT_NE(targets.find(std::string(reinterpret_cast<const char*>(&utf8), sizeof utf8)), std::string::npos);
+    EXPECT_EQ(peer_.fetch("TIMESTAMP").value_or("").size(), sizeof(long));
+}
+
+TEST_F(X11Clipboard, SurvivesLosingOwnershipAndConnection)
+{
+    ASSERT_TRUE(setClipboardText("first"));
+    XSetSelectionOwner(peer_.display(), peer_.atom("CLIPBOARD"), None, CurrentTime);
+    XSync(peer_.display(), False);
+    ASSERT_TRUE(setClipboardText("second"));
+    EXPECT_EQ(peer_.fetch("UTF8_STRING"), "second");
+    peer_.killOwner();
+    ASSERT_TRUE(setClipboardText("third"));
+    EXPECT_EQ(peer_.fetch("UTF8_STRING"), "third");
+    peer_.killOwner();
+    sendPasteShortcut();
+    settleClipboard(); // must neither hang nor fall over the lost connection
+    {
+        const NoServer noServer;
+        EXPECT_FALSE(setClipboardText("fourth"));
+        sendPasteShortcut();
+    }
+    EXPECT_TRUE(setClipboardText("fifth"));
+}
+
+TEST_F(X11Clipboard, SettleWaitsForThePaste)
+{
+    constexpr std::chrono::milliseconds slowApplication{50};
+    ASSERT_TRUE(setClipboardText("spät"));
+    sendPasteShortcut();
+    auto settled = std::async(std::launch::async, settleClipboard);
+    std::this_thread::sleep_for(slowApplication);
+    EXPECT_EQ(peer_.fetch("UTF8_STRING"), "spät");
+    settled.get();
+    EXPECT_EQ(peer_.clipboardOwner(), None);
+    settleClipboard(); // nothing left to do
+    ASSERT_TRUE(setClipboardText("again"));
+    EXPECT_EQ(peer_.fetch("UTF8_STRING"), "again");
+}
+
+TEST_F(X11Clipboard, SettleLeavesTheTextWithTheManager)
+{
+    Peer manager;
+    manager.becomeManager();
+    ASSERT_TRUE(setClipboardText("bleibt ✓"));
+    auto settled = std::async(std::launch::async, settleClipboard);
+    EXPECT_EQ(manager.save(), "bleibt ✓");
+    settled.get();
+    EXPECT_EQ(peer_.clipboardOwner(), None);
+}
+
+struct Held {
+    const char* name;
+    Typist::Keyboard keyboard;
+    const char* before; // typed before the paste
+    const char* during; // typed while the paste waits
+    const char* seen;
+};
+
+class X11Paste : public testing::TestWithParam<Held> { };
+
+TEST_P(X11Paste, SendsCtrlVAndNothingElse)
+{
+    Application application;
+    Typist user(GetParam().keyboard);
+    user.type(GetParam().before);
+    auto paste = std::async(std::launch::async, sendPasteShortcut);
+    user.type(GetParam().during);
+    paste.get();
+    EXPECT_EQ(application.takeKeysUntil("-v -Control_L"), GetParam().seen);
+    EXPECT_EQ(application.stateAtV(), static_cast<unsigned>(ControlMask));
+}
+
+const Held heldCases[] = {
+    {"NothingHeld", Typist::Keyboard::XTest, "", "", "+Control_L +v -v -Control_L"},
+    {"ReleasedInTime", Typist::Keyboard::Hardware, "+Control_L +Shift_L", "-Shift_L -Control_L",
+        "+Control_L +Shift_L -Shift_L -Control_L +Control_L +v -v -Control_L"},
+    {"HeldOnTheKeyboard", Typist::Keyboard::Hardware, "+Shift_L +Alt_L", "",
+        "+Shift_L +Alt_L -Shift_L -Alt_L +Control_L +v -v -Control_L"},
+    {"HeldCtrl", Typist::Keyboard::XTest, "+Control_L +Shift_L", "",
+        "+Control_L +Shift_L -Control_L -Shift_L +Control_L +v -v -Control_L"},
+};
+INSTANTIATE_TEST_SUITE_P(
+    , X11Paste, testing::ValuesIn(heldCases), [](const auto& instance) { return std::string(instance.param.name); });
+
+} // namespace
+} // namespace quillo::platform

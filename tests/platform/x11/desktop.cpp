@@ -1,0 +1,186 @@
+#include "platform/x11/desktop.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+#include <X11/XKBlib.h>
+#include <X11/extensions/XTest.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace quillo::platform {
+namespace {
+
+constexpr unsigned repeatDelay = 40; // milliseconds
+constexpr unsigned repeatInterval = 10;
+constexpr std::chrono::milliseconds severalRepeats{100};
+
+class PrivateServer : public testing::Environment {
+public:
+    void SetUp() override
+    {
+        std::array<int, 2> number{};
+        ASSERT_EQ(pipe(number.data()), 0);
+        const std::string fd = std::to_string(number[1]);
+        server_ = fork();
+        if (server_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "320x240x24", "-nolisten", "tcp",
+                "-noreset", nullptr);
+            _exit(127);
+        }
+        close(number[1]);
+        std::string text;
+        for (char c = 0; read(number[0], &c, 1) == 1 && c != '\n';)
+            text += c;
+        close(number[0]);
+        if (text.empty()) {
+            std::cerr << "Xvfb did not start\n";
+            std::_Exit(EXIT_FAILURE); // a failed set-up would only skip the tests
+        }
+        setenv("DISPLAY", (":" + text).c_str(), 1);
+        const Connection display = connect();
+        XkbSetAutoRepeatRate(display.get(), XkbUseCoreKbd, repeatDelay, repeatInterval);
+        XSync(display.get(), False);
+    }
+
+    void TearDown() override
+    {
+        kill(server_, SIGTERM);
+        waitpid(server_, nullptr, 0);
+    }
+
+private:
+    pid_t server_ = -1;
+};
+
+[[maybe_unused]] auto* const privateServer = testing::AddGlobalTestEnvironment(new PrivateServer);
+
+XDevice* openHardwareKeyboard(Display* display)
+{
+    int count = 0;
+    XDevice* device = nullptr;
+    XDeviceInfo* const devices = XListInputDevices(display, &count);
+    for (int i = 0; i < count; ++i)
+        if (devices[i].use == IsXExtensionKeyboard && !std::string_view(devices[i].name).ends_with("XTEST keyboard"))
+            device = XOpenDevice(display, devices[i].id);
+    XFreeDeviceList(devices);
+    return device;
+}
+
+} // namespace
+
+Connection connect()
+{
+    return {XOpenDisplay(nullptr), XCloseDisplay};
+}
+
+NoServer::NoServer()
+    : display_(XDisplayName(nullptr))
+{
+    setenv("DISPLAY", "nowhere:0", 1);
+}
+
+NoServer::~NoServer()
+{
+    setenv("DISPLAY", display_.c_str(), 1);
+}
+
+Typist::Typist(Keyboard keyboard)
+    : display_(connect())
+{
+    if (keyboard == Keyboard::Hardware)
+        device_ = openHardwareKeyboard(display());
+}
+
+Typist::~Typist()
+{
+    std::array<char, 32> bits{};
+    XQueryKeymap(display(), bits.data());
+    for (unsigned key = 8; key < 256; ++key)
+        if ((static_cast<unsigned char>(bits[key / 8]) >> (key % 8)) & 1U)
+            send(key, false);
+    XSync(display(), False);
+    if (device_)
+        XCloseDevice(display(), device_);
+}
+
+void Typist::send(unsigned keycode, bool down)
+{
+    if (device_)
+        XTestFakeDeviceKeyEvent(display(), device_, keycode, down, nullptr, 0, CurrentTime);
+    else
+        XTestFakeKeyEvent(display(), keycode, down, CurrentTime);
+}
+
+void Typist::type(const std::string& script)
+{
+    std::istringstream words(script);
+    for (std::string word; words >> word; XSync(display(), False))
+        if (word == "*")
+            std::this_thread::sleep_for(severalRepeats); // of keys that nobody is to see
+        else
+            send(keycode(word.substr(1)), word.front() == '+');
+}
+
+unsigned Typist::keycode(const std::string& keysym) const
+{
+    return XKeysymToKeycode(display(), XStringToKeysym(keysym.c_str()));
+}
+
+Application::Application()
+    : display_(connect())
+    , window_(XCreateSimpleWindow(display_.get(), DefaultRootWindow(display_.get()), 0, 0, 100, 100, 0, 0, 0))
+{
+    XkbSetDetectableAutoRepeat(display_.get(), True, nullptr);
+    XSelectInput(display_.get(), window_, KeyPressMask | KeyReleaseMask | ExposureMask);
+    XMapWindow(display_.get(), window_);
+    XEvent event;
+    XWindowEvent(display_.get(), window_, ExposureMask, &event); // only a visible window can have the focus
+    XSetInputFocus(display_.get(), window_, RevertToParent, CurrentTime);
+    XSync(display_.get(), False);
+}
+
+const std::string& Application::keys()
+{
+    while (XPending(display_.get()) > 0) {
+        XEvent event;
+        XNextEvent(display_.get(), &event);
+        if (event.type == MappingNotify)
+            XRefreshKeyboardMapping(&event.xmapping);
+        else if (event.type == KeyPress || event.type == KeyRelease)
+            note(event.xkey);
+    }
+    return keys_;
+}
+
+std::string Application::takeKeysUntil(const std::string& end)
+{
+    EXPECT_TRUE(eventually([&] { return keys().ends_with(end); })) << "keys seen: " << keys_;
+    return std::exchange(keys_, {});
+}
+
+void Application::note(const XKeyEvent& event)
+{
+    const bool down = event.type == KeyPress;
+    if (down && down_[event.keycode])
+        return; // a repeat
+    down_[event.keycode] = down;
+    const char* const name =
+        XKeysymToString(XkbKeycodeToKeysym(display_.get(), static_cast<KeyCode>(event.keycode), 0, 0));
+    keys_ += std::string(keys_.empty() ? "" : " ") + (down ? '+' : '-') + (name ? name : "?");
+    if (keys_.ends_with("+v"))
+        stateAtV_ = event.state;
+}
+
+} // namespace quillo::platform

@@ -1,0 +1,179 @@
+#include "platform/data_root.h"
+#include "platform/instance_guard.h"
+#include "platform/termination.h"
+#include "support/temporary_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QTimer>
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <string>
+
+#include <pwd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace quillo::platform {
+namespace {
+
+namespace fs = std::filesystem;
+using test::TemporaryFolder;
+
+// Sets environment variables, or removes those without a value, until its end.
+class Environment {
+public:
+    using Values = std::map<std::string, const char*>;
+
+    explicit Environment(const Values& values)
+    {
+        for (const auto& [name, value] : values) {
+            const char* const old = std::getenv(name.c_str());
+            before_.emplace(name, old ? std::make_unique<std::string>(old) : nullptr);
+            put(name, value);
+        }
+    }
+    ~Environment()
+    {
+        for (const auto& [name, value] : before_)
+            put(name, value ? value->c_str() : nullptr);
+    }
+
+private:
+    static void put(const std::string& name, const char* value)
+    {
+        if (value)
+            setenv(name.c_str(), value, 1);
+        else
+            unsetenv(name.c_str());
+    }
+
+    std::map<std::string, std::unique_ptr<std::string>> before_;
+};
+
+// Another process that takes the guard, as far as it can, and holds it until it is killed.
+class OtherProcess {
+public:
+    explicit OtherProcess(const std::string& guard)
+    {
+        std::array<int, 2> answer{};
+        EXPECT_EQ(pipe(answer.data()), 0);
+        child_ = fork();
+        if (child_ == 0) {
+            const char taken = takeInstanceGuard(guard) ? 'y' : 'n';
+            if (write(answer[1], &taken, 1) == 1)
+                pause();
+            _exit(1);
+        }
+        char taken = '?';
+        EXPECT_EQ(read(answer[0], &taken, 1), 1);
+        took = taken == 'y';
+        close(answer[0]);
+        close(answer[1]);
+    }
+    ~OtherProcess() { crash(); }
+
+    void crash()
+    {
+        if (child_ <= 0)
+            return;
+        kill(child_, SIGKILL);
+        waitpid(child_, nullptr, 0);
+        child_ = -1;
+    }
+
+    bool took = false;
+
+private:
+    pid_t child_ = -1;
+};
+
+TEST(X11InstanceGuard, OneProcessOfTheUserHoldsIt)
+{
+    const TemporaryFolder runtime;
+    const TemporaryFolder temporary;
+    const std::string missing = runtime.path() / "missing";
+    const std::string shared = runtime.path() / "shared";
+    fs::create_directory(shared);
+    fs::permissions(shared, fs::perms::all);
+    int number = 0;
+    for (const char* folder : {runtime.path().c_str(), missing.c_str(), shared.c_str(), "relative", ""}) {
+        SCOPED_TRACE(folder);
+        const Environment environment(
+            Environment::Values{{"XDG_RUNTIME_DIR", folder}, {"TMPDIR", temporary.path().c_str()}});
+        const std::string name = "Guard" + std::to_string(number++);
+        OtherProcess first(name);
+        EXPECT_TRUE(first.took);
+        EXPECT_FALSE(OtherProcess(name).took);
+        EXPECT_FALSE(takeInstanceGuard(name));
+        EXPECT_TRUE(OtherProcess(name + "Other").took);
+        first.crash();
+        EXPECT_TRUE(takeInstanceGuard(name));
+        EXPECT_FALSE(OtherProcess(name).took);
+        EXPECT_EQ(fs::exists(runtime.path() / (name + ".lock")), folder == runtime.path());
+    }
+    EXPECT_TRUE(fs::is_empty(shared));
+}
+
+TEST(X11InstanceGuard, NeverKeepsTheProgramFromStarting)
+{
+    const TemporaryFolder temporary;
+    const TemporaryFolder elsewhere;
+    const Environment environment(
+        Environment::Values{{"XDG_RUNTIME_DIR", nullptr}, {"TMPDIR", temporary.path().c_str()}});
+    // Someone has put a link where the folder would be: it is not followed.
+    fs::create_directory_symlink(elsewhere.path(), temporary.path() / ("Guard-" + std::to_string(getuid())));
+    EXPECT_TRUE(takeInstanceGuard("Guard"));
+    EXPECT_TRUE(fs::is_empty(elsewhere.path()));
+    const Environment nowhere(Environment::Values{{"TMPDIR", "/nonexistent"}});
+    EXPECT_TRUE(takeInstanceGuard("Guard"));
+}
+
+TEST(X11DataRoot, FollowsTheEnvironment)
+{
+    const std::string account = getpwuid(getuid())->pw_dir;
+    struct Case {
+        const char* dataHome;
+        const char* home;
+        std::string root;
+    };
+    const Case cases[] = {
+        {"/data", "/home/one", "/data"},
+        {"/data/größe//", "/home/one", "/data/größe"},
+        {nullptr, "/home/one", "/home/one/.local/share"},
+        {"", "/home/one/", "/home/one/.local/share"},
+        {"relative", "/home/one", "/home/one/.local/share"},
+        {nullptr, nullptr, account + "/.local/share"},
+        {nullptr, "", account + "/.local/share"},
+    };
+    for (const Case& c : cases) {
+        const Environment environment(Environment::Values{{"XDG_DATA_HOME", c.dataHome}, {"HOME", c.home}});
+        EXPECT_EQ(dataRoot(), c.root);
+    }
+}
+
+TEST(X11Termination, SignalsArriveInTheEventLoop)
+{
+    struct sigaction before { };
+    sigaction(SIGTERM, nullptr, &before);
+    int argc = 0;
+    QCoreApplication application(argc, nullptr);
+    for (const int signal : {SIGTERM, SIGINT}) {
+        const TerminationRequests requests([&] { QCoreApplication::exit(signal); });
+        QTimer::singleShot(
+            0, &application, [signal] { raise(signal); });
+        QTimer::singleShot(std::chrono::seconds(30), &application, [] { QCoreApplication::exit(-1); });
+        EXPECT_EQ(QCoreApplication::exec(), signal);
+    }
+    struct sigaction after { };
+    sigaction(SIGTERM, nullptr, &after);
+    EXPECT_EQ(after.sa_handler, before.sa_handler);
+}
+
+} // namespace
+} // namespace quillo::platform

@@ -1,0 +1,76 @@
+#!/usr/bin/env bash
+# Obtains whisper.cpp, builds it once and prints the prefix it is installed in. A system package that is new enough
+# makes this unnecessary: then nothing is printed. Releases are pinned here, and only here.
+set -euo pipefail
+. "$(dirname "$0")/lib.sh"
+
+version=1.9.1
+commit=f049fff95a089aa9969deb009cdd4892b3e74916
+repository=https://github.com/ggml-org/whisper.cpp
+npm_package=nodejs-whisper@0.3.1 # carries the unchanged source tree under cpp/whisper.cpp
+npm_sha512=71ea2295456b691b91e459cdc97a46413d9ab80478f0e7370100449a45e75694a7f6237ac95473401142a954c659b93a59d8bde4d86fc1737316fb91edeacb5b
+
+sources="$cache/whisper.cpp-$version"
+prefix="$cache/whisper-$version"
+
+system_has_it() {
+    local probe
+    probe="$(mktemp -d)"
+    cat >"$probe/CMakeLists.txt" <<END
+cmake_minimum_required(VERSION 3.25)
+project(probe CXX)
+find_package(whisper REQUIRED)
+if(WHISPER_VERSION VERSION_LESS $version)
+    message(FATAL_ERROR "too old")
+endif()
+END
+    local found=0
+    cmake -S "$probe" -B "$probe/build" >/dev/null 2>&1 || found=1
+    rm -rf "$probe"
+    return "$found"
+}
+
+fetch_from_npm() {
+    command -v npm >/dev/null || return 1
+    (cd "$work" && npm pack --silent "$npm_package" >/dev/null) || return 1
+    echo "$npm_sha512  $(echo "$work"/*.tgz)" | sha512sum --check --status ||
+        fail "the checksum of $npm_package is not the recorded one"
+    tar xzf "$work"/*.tgz -C "$work"
+    mv "$work/package/cpp/whisper.cpp" "$sources"
+}
+
+fetch_from_git() {
+    git -c advice.detachedHead=false clone --quiet --depth 1 --branch "v$version" "$repository" "$work/git" || return 1
+    [ "$(git -C "$work/git" rev-parse HEAD)" = "$commit" ] || fail "tag v$version is not the recorded commit"
+    mv "$work/git" "$sources"
+}
+
+if [ -e "$prefix/.complete" ]; then
+    echo "$prefix"
+    exit 0
+fi
+if system_has_it; then exit 0; fi
+
+mkdir -p "$cache"
+work="$(mktemp -d "$cache/fetch.XXXXXX")"
+trap 'rm -rf "$work"' EXIT
+if [ ! -e "$sources" ]; then
+    say "Fetching whisper.cpp $version" >&2
+    fetch_from_npm || fetch_from_git || fail "whisper.cpp $version could be fetched neither by npm nor by git"
+fi
+
+say "Building whisper.cpp $version (once, about two minutes on two cores)" >&2
+build="$cache/whisper-build"
+rm -rf "$build" "$prefix"
+logged "$cache/whisper-configure.log" cmake -S "$sources" -B "$build" -G Ninja \
+    -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$prefix" -DCMAKE_INSTALL_RPATH='$ORIGIN;$ORIGIN/../lib' \
+    -DCMAKE_INSTALL_LIBDIR=lib -DBUILD_SHARED_LIBS=ON -DGGML_NATIVE=ON -DGGML_OPENMP=ON -DGGML_CCACHE=ON \
+    -DWHISPER_BUILD_EXAMPLES=ON -DWHISPER_BUILD_TESTS=OFF -DWHISPER_BUILD_SERVER=OFF
+logged "$cache/whisper-build.log" cmake --build "$build" --target whisper parakeet whisper-cli
+install -D "$build/bin/whisper-cli" "$prefix/bin/whisper-cli" # what our figures are compared with
+# The install step wants every target that is configured: leave the examples that were not built out of it.
+logged "$cache/whisper-install.log" cmake -S "$sources" -B "$build" -DWHISPER_BUILD_EXAMPLES=OFF
+logged "$cache/whisper-install.log" cmake --install "$build"
+touch "$prefix/.complete"
+rm -rf "$build"
+echo "$prefix"

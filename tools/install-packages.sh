@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that are missing for the named purposes:
+#   build    compile and run Quillo         test     everything that ./test needs, the demo included
+#   demo     ./run --demo                   windows  cross-compile for Windows and run under Wine
+set -euo pipefail
+. "$(dirname "$0")/lib.sh"
+
+build=(build-essential cmake ninja-build ccache pkg-config ca-certificates git npm
+    qt6-base-dev portaudio19-dev libx11-dev libxi-dev libxtst-dev libasound2-plugins)
+demo=(python3 xvfb openbox xdotool x11-utils imagemagick pulseaudio pulseaudio-utils libasound2-plugins
+    espeak-ng fonts-dejavu-core)
+test=("${demo[@]}" libgtest-dev libgmock-dev libbenchmark-dev clang-format clang-tidy)
+windows=(cmake ninja-build ccache g++-mingw-w64-x86-64-posix googletest wine wine64 xvfb)
+
+wanted=()
+for purpose in "$@"; do
+    case "$purpose" in
+        build) wanted+=("${build[@]}") ;;
+        demo) wanted+=("${demo[@]}") ;;
+        test) wanted+=("${test[@]}") ;;
+        windows) wanted+=("${windows[@]}") ;;
+        *) fail "unknown purpose: $purpose" ;;
+    esac
+done
+# Any npm will do, a packaged one drags in half a thousand packages.
+if command -v npm >/dev/null; then wanted=("${wanted[@]/#npm/}"); fi
+
+installed="$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' 2>/dev/null | sed -n 's/^installed //p')"
+missing=()
+for package in "${wanted[@]}"; do
+    [ -z "$package" ] || grep -qxF "$package" <<<"$installed" || missing+=("$package")
+done
+[ "${#missing[@]}" -gt 0 ] || exit 0
+
+say "Installing ${#missing[@]} Debian packages: ${missing[*]}"
+mkdir -p "$cache"
+export DEBIAN_FRONTEND=noninteractive
+logged "$cache/apt.log" as_root apt-get update -qq
+logged "$cache/apt.log" as_root env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}"

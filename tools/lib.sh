@@ -1,0 +1,22 @@
+# Sourced by the scripts of this folder: where things are, and how a script speaks.
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+cache="${QUILLO_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/quillo}"
+jobs="$(nproc)"
+
+say() { printf '\033[1m==> %s\033[0m\n' "$*"; }
+fail() { printf 'error: %s\n' "$*" >&2; exit 1; }
+
+# Runs a command as root, through sudo where we are not root already.
+as_root() {
+    if [ "$(id -u)" = 0 ]; then "$@"
+    elif command -v sudo >/dev/null; then sudo "$@"
+    else fail "this needs root, and sudo is not installed: $*"
+    fi
+}
+
+# Runs a long command with its output in a log, shown only when the command fails.
+logged() {
+    local log="$1"
+    shift
+    "$@" >"$log" 2>&1 || { tail -n 60 "$log" >&2; fail "failed: $* (whole log: $log)"; }
+}
