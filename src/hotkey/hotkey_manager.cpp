@@ -1,0 +1,118 @@
+#include "hotkey/hotkey_manager.h"
+
+#include "base/log.h"
+#include "hotkey/key_decision.h"
+#include "platform/keyboard_hook.h"
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+namespace quillo {
+
+namespace {
+
+constexpr std::chrono::milliseconds installTimeout{2000};
+
+Hotkey watchedHotkey; // written only while no hook thread runs
+HotkeyManager::Action onPress;
+HotkeyManager::Action onRelease;
+std::mutex callbackMutex; // guards both actions and every call of them
+std::atomic<bool> pressed{false};
+std::atomic<bool> running{false};
+std::atomic<bool> hookInstalled{false};
+std::unique_ptr<platform::KeyboardHook> hook; // exists while hookThread does
+std::thread hookThread;
+
+bool handleKeyEvent(const platform::KeyEvent& event)
+{
+    const KeyDecision decision =
+        decideKey(watchedHotkey, event, pressed, [](std::uint32_t key) { return hook->isDown(key); });
+    if (decision.action != KeyAction::None) {
+        const std::lock_guard lock(callbackMutex);
+        const auto& action = decision.action == KeyAction::Press ? onPress : onRelease;
+        if (action)
+            action();
+    }
+    return decision.swallow;
+}
+
+bool installHook()
+{
+    if (hook->install(watchedHotkey, handleKeyEvent))
+        return true;
+    logError("[Quillo] ERROR: Failed to install keyboard hook (error %lu)\n", hook->error());
+    return false;
+}
+
+void hookThreadMain(std::promise<void> ready)
+{
+    hookInstalled = installHook();
+    ready.set_value();
+    if (!hookInstalled)
+        return;
+    do {
+        hook->run(running); // comes back while still wanted only when the system took the hook away: put it back
+    } while (running && installHook());
+}
+
+void endHookThread()
+{
+    running = false;
+    if (!hookThread.joinable())
+        return;
+    hook->wake();
+    hookThread.join();
+    hook.reset();
+}
+
+void setActions(HotkeyManager::Action press, HotkeyManager::Action release)
+{
+    const std::lock_guard lock(callbackMutex);
+    onPress = std::move(press);
+    onRelease = std::move(release);
+    pressed = false;
+}
+
+} // namespace
+
+bool HotkeyManager::start(const Hotkey& hotkey, Action press, Action release)
+{
+    endHookThread();
+    const bool pushToTalk = static_cast<bool>(release);
+    watchedHotkey = hotkey;
+    hookInstalled = false;
+    setActions(std::move(press), std::move(release));
+
+    std::promise<void> ready;
+    const std::future<void> confirmed = ready.get_future();
+    running = true;
+    hook = std::make_unique<platform::KeyboardHook>();
+    hookThread = std::thread(hookThreadMain, std::move(ready));
+    confirmed.wait_for(installTimeout);
+
+    if (!hookInstalled) {
+        stop();
+        return false;
+    }
+    logMessage(
+        "[Quillo] Hotkey registered: %s (push-to-talk: %s)\n", formatHotkey(hotkey).c_str(), pushToTalk ? "yes" : "no");
+    return true;
+}
+
+bool HotkeyManager::startToggle(const Hotkey& hotkey, Action press)
+{
+    return start(hotkey, std::move(press), {});
+}
+
+void HotkeyManager::stop()
+{
+    endHookThread();
+    setActions({}, {});
+}
+
+} // namespace quillo

@@ -1,0 +1,19 @@
+#include "output/text_injector.h"
+
+#include "platform/clipboard.h"
+
+#include <chrono>
+#include <thread>
+
+namespace quillo {
+
+void TextInjector::paste(const std::string& text)
+{
+    using namespace std::chrono_literals;
+    if (!text.empty())
+        platform::setClipboardText(text);
+    std::this_thread::sleep_for(50ms); // programs that watch the clipboard look at it before the shortcut arrives
+    platform::sendPasteShortcut();
+}
+
+} // namespace quillo

@@ -1,0 +1,102 @@
+#include "hotkey/hotkey_manager.h"
+
+#include "support/fake_platform.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+namespace quillo {
+namespace {
+
+namespace vk = platform::vk;
+
+class HotkeyManagerTest : public testing::Test {
+protected:
+    void SetUp() override { system_.reset(); }
+    void TearDown() override { HotkeyManager::stop(); }
+
+    bool startPushToTalk(const Hotkey& hotkey)
+    {
+        return HotkeyManager::start(
+            hotkey, [this] { ++presses_; }, [this] { ++releases_; });
+    }
+
+    test::FakePlatform& system_ = test::FakePlatform::instance();
+    std::atomic<int> presses_{0};
+    std::atomic<int> releases_{0};
+};
+
+TEST_F(HotkeyManagerTest, ReportsPressAndRelease)
+{
+    ASSERT_TRUE(startPushToTalk(defaultHotkey));
+    system_.press({vk::leftControl, vk::leftShift});
+    EXPECT_TRUE(system_.press(vk::space));
+    EXPECT_TRUE(system_.press(vk::space));
+    EXPECT_EQ(presses_, 1);
+    EXPECT_TRUE(system_.release(vk::space));
+    EXPECT_EQ(releases_, 1);
+    EXPECT_FALSE(system_.press('A'));
+}
+
+TEST_F(HotkeyManagerTest, TogglePressesCountAndTheirReleasesAreSwallowed)
+{
+    ASSERT_TRUE(HotkeyManager::startToggle(defaultHotkey, [this] { ++presses_; }));
+    system_.press({vk::leftControl, vk::leftShift});
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(system_.press(vk::space));
+        EXPECT_TRUE(system_.release(vk::space));
+    }
+    EXPECT_EQ(presses_, 2);
+}
+
+TEST_F(HotkeyManagerTest, SecondStartReplacesTheFirst)
+{
+    ASSERT_TRUE(HotkeyManager::start(
+        defaultHotkey, [] { ADD_FAILURE(); }, [] { ADD_FAILURE(); }));
+    ASSERT_TRUE(startPushToTalk({platform::modAlt, 'X'}));
+    EXPECT_EQ(system_.hooksRunning(), 1);
+    system_.press({vk::leftControl, vk::leftShift, vk::space});
+    system_.release({vk::space});
+    EXPECT_EQ(presses_, 0);
+    system_.press({vk::leftMenu, 'X'});
+    EXPECT_EQ(presses_, 1);
+}
+
+TEST_F(HotkeyManagerTest, RefusedHookLeavesNothingBehind)
+{
+    system_.refuseHook(5);
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(startPushToTalk(defaultHotkey));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "[Quillo] ERROR: Failed to install keyboard hook (error 5)\n");
+    EXPECT_EQ(system_.hooksRunning(), 0);
+
+    system_.refuseHook(0);
+    EXPECT_TRUE(startPushToTalk(defaultHotkey));
+}
+
+TEST_F(HotkeyManagerTest, LostHookIsPutBack)
+{
+    ASSERT_TRUE(startPushToTalk(defaultHotkey));
+    system_.press({vk::leftControl, vk::leftShift, vk::space});
+    system_.loseHook();
+    EXPECT_EQ(system_.hooksInstalled(), 2);
+    system_.release(vk::space);
+    EXPECT_EQ(releases_, 1);
+}
+
+TEST_F(HotkeyManagerTest, StopIsPromptRepeatableAndNeedsNoHook)
+{
+    HotkeyManager::stop();
+    ASSERT_TRUE(startPushToTalk(defaultHotkey));
+    system_.press({vk::leftControl, vk::leftShift, vk::space});
+    HotkeyManager::stop();
+    HotkeyManager::stop();
+    EXPECT_EQ(system_.hooksRunning(), 0);
+    system_.release(vk::space);
+    EXPECT_EQ(presses_, 1);
+    EXPECT_EQ(releases_, 0) << "an action ran after stop";
+}
+
+} // namespace
+} // namespace quillo

@@ -1,0 +1,107 @@
+#include "hotkey/hotkey.h"
+#include "hotkey/hotkey_availability.h"
+#include "support/fake_platform.h"
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+
+namespace quillo::platform {
+
+void PrintTo(const KeyCombination& combination, std::ostream* out)
+{
+    *out << "(" << combination.modifiers << ", 0x" << std::hex << combination.virtualKey << std::dec << ")";
+}
+
+} // namespace quillo::platform
+
+namespace quillo {
+namespace {
+
+TEST(HotkeyText, ParsesWhatUsersAndFilesMayHold)
+{
+    const std::pair<const char*, Hotkey> cases[] = {
+        {"Ctrl+Shift+Space", {6, 0x20}},
+        {" ctrl +  f5 ", {2, 0x74}},
+        {"\tControl+Alt\t+ return", {3, 0x0D}},
+        {"win+a", {8, 'A'}},
+        {"Super+9", {8, '9'}},
+        {"META+PgDn", {8, 0x22}},
+        {"Ctrl+A+B", {2, 'B'}}, // the last key counts
+        {"Ctrl+A+nonsense", {2, 'A'}},
+        {"F", {0, 'F'}},
+        {"f1", {0, 0x70}},
+        {"F24", {0, 0x87}},
+        {"F5th", {0, 0x74}}, // leading digits only
+        {"++Home+", {0, 0x24}},
+        // Without a key the default stands in, and modifiers gathered so far are dropped.
+        {"", defaultHotkey},
+        {"+", defaultHotkey},
+        {"Alt", defaultHotkey},
+        {"Ctrl+Shift", defaultHotkey},
+        {"Ctrl++", defaultHotkey},
+        {"Ctrl+;", defaultHotkey},
+        {"Alt+F25", defaultHotkey},
+        {"Alt+F0", defaultHotkey},
+        {"Alt+FOO", defaultHotkey},
+        {"Alt+F-1", defaultHotkey},
+        {"Ctrl+0xBA", defaultHotkey},
+        {"Ctrl+\xC3\xA9", defaultHotkey},
+    };
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(parseHotkey(text), expected) << '"' << text << '"';
+}
+
+TEST(HotkeyText, FormatsModifiersInFixedOrder)
+{
+    EXPECT_EQ(formatHotkey({6, 0x20}), "Ctrl+Shift+Space");
+    EXPECT_EQ(formatHotkey({15, 0x70}), "Ctrl+Shift+Alt+Win+F1");
+    EXPECT_EQ(formatHotkey({0, 0x1B}), "Esc");
+    EXPECT_EQ(formatHotkey({2, 0xBA}), "Ctrl+0xBA");
+}
+
+TEST(HotkeyText, EveryNamedKeyReadsBack)
+{
+    int named = 0;
+    for (std::uint32_t code = 1; code < 0x100; ++code) {
+        if (keyName(code).starts_with("0x"))
+            continue;
+        ++named;
+        for (std::uint32_t modifiers = 0; modifiers < 16; ++modifiers) {
+            const Hotkey hotkey{modifiers, code};
+            EXPECT_EQ(parseHotkey(formatHotkey(hotkey)), hotkey) << formatHotkey(hotkey);
+        }
+    }
+    EXPECT_EQ(named, 26 + 10 + 15 + 24);
+}
+
+TEST(HotkeyAvailability, ReservedCombinationsNeverReachTheSystem)
+{
+    auto& system = test::FakePlatform::instance();
+    system.reset();
+    for (const char* text : {"Ctrl+Alt+Delete", "Win+L", "Ctrl+Shift+Esc", "Ctrl+Esc", "Alt+Tab", "Shift+Alt+Tab",
+             "Alt+Esc", "Alt+F4", "Win+Tab", "Win+D", "Win+E", "Win+R"})
+        EXPECT_EQ(checkHotkeyAvailability(parseHotkey(text)), HotkeyStatus::ReservedBySystem) << text;
+    EXPECT_EQ(system.probes(), 0);
+}
+
+TEST(HotkeyAvailability, OtherCombinationsAreProbed)
+{
+    auto& system = test::FakePlatform::instance();
+    system.reset();
+    const std::pair<platform::ProbeResult, HotkeyStatus> outcomes[] = {
+        {platform::ProbeResult::Available, HotkeyStatus::Available},
+        {platform::ProbeResult::HeldByAnother, HotkeyStatus::RegisteredElsewhere},
+        {platform::ProbeResult::Failed, HotkeyStatus::Available},
+    };
+    for (const auto& [answer, status] : outcomes) {
+        system.setProbeResult(answer);
+        // One modifier more than a reserved combination, the default, and a bare key.
+        for (const char* text : {"Ctrl+Shift+Alt+Delete", "Ctrl+Shift+Space", "A"})
+            EXPECT_EQ(checkHotkeyAvailability(parseHotkey(text)), status) << text;
+    }
+    EXPECT_EQ(system.probes(), 9);
+}
+
+} // namespace
+} // namespace quillo

@@ -1,0 +1,23 @@
+#include "output/text_injector.h"
+
+#include "support/fake_platform.h"
+
+#include <gmock/gmock.h>
+
+namespace quillo {
+namespace {
+
+TEST(TextInjector, PastesWhatTheClipboardCanBeMadeToHold)
+{
+    auto& system = test::FakePlatform::instance();
+    system.reset();
+    const std::string text = "d\xC3\xA9j\xC3\xA0 vu \xE2\x9C\x93 \xF0\x9F\x98\x80\nnew line";
+    TextInjector::paste(text);
+    TextInjector::paste(""); // the shortcut alone: what the clipboard holds is pasted once more
+    system.refuseClipboard(true);
+    TextInjector::paste("lost");
+    EXPECT_THAT(system.pastes(), testing::ElementsAre(text, text, text));
+}
+
+} // namespace
+} // namespace quillo
