@@ -1,0 +1,113 @@
+#include "audio/audio_capture.h"
+
+#include "audio/capture_context.h"
+#include "audio/input_stream.h"
+#include "base/log.h"
+
+#include <portaudio.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <stdexcept>
+
+namespace quillo {
+
+namespace {
+
+/// Keeps PortAudio initialised as long as any object of this class lives.
+class PortAudioLibrary {
+public:
+    PortAudioLibrary()
+    {
+        if (users_.fetch_add(1) > 0)
+            return;
+        if (const PaError error = Pa_Initialize(); error != paNoError)
+            logMessage("[Quillo] PortAudio could not be initialised: %s\n", Pa_GetErrorText(error));
+    }
+    ~PortAudioLibrary()
+    {
+        if (users_.fetch_sub(1) == 1)
+            Pa_Terminate();
+    }
+    PortAudioLibrary(const PortAudioLibrary&) = delete;
+    PortAudioLibrary& operator=(const PortAudioLibrary&) = delete;
+
+private:
+    static inline std::atomic<std::int32_t> users_ = 0;
+};
+
+PaDeviceIndex resolveDevice(const std::string& id)
+{
+    if (id.empty())
+        return Pa_GetDefaultInputDevice();
+    try {
+        return std::stoi(id);
+    } catch (const std::logic_error&) { // not a number, or one that does not fit
+        return Pa_GetDefaultInputDevice();
+    }
+}
+
+} // namespace
+
+struct AudioCapture::Impl {
+    PortAudioLibrary library; // first, so that it outlives the stream
+    std::string deviceId;
+    float sensitivity = 0.5F;
+    std::unique_ptr<CaptureContext> captureContext;
+    InputStream captureStream; // after what its callback uses
+};
+
+AudioCapture::AudioCapture()
+    : impl_(std::make_unique<Impl>())
+{
+}
+
+AudioCapture::~AudioCapture()
+{
+    stopCapture();
+}
+
+std::vector<std::pair<std::string, std::string>> AudioCapture::listInputDevices() const
+{
+    std::vector<std::pair<std::string, std::string>> devices;
+    const PaDeviceIndex count = Pa_GetDeviceCount(); // an error is negative
+    for (PaDeviceIndex index = 0; index < count; ++index) {
+        const PaDeviceInfo* info = Pa_GetDeviceInfo(index);
+        if (info && info->maxInputChannels > 0)
+            devices.emplace_back(std::to_string(index), info->name ? info->name : "Unknown Device");
+    }
+    return devices;
+}
+
+void AudioCapture::setDeviceId(const std::string& id)
+{
+    impl_->deviceId = id;
+}
+
+void AudioCapture::setVadSensitivity(float value)
+{
+    impl_->sensitivity = std::clamp(value, 0.0F, 1.0F);
+}
+
+bool AudioCapture::startCapture(SamplesCallback onAudio, SamplesCallback onSegment)
+{
+    stopCapture();
+    auto context = std::make_unique<CaptureContext>(
+        CaptureContext::thresholdFor(impl_->sensitivity), std::move(onAudio), std::move(onSegment));
+    const auto onBlock = [receiver = context.get()](
+                             const float* samples, std::size_t count) { receiver->process(samples, count); };
+    if (!impl_->captureStream.open(resolveDevice(impl_->deviceId), onBlock))
+        return false;
+    impl_->captureContext = std::move(context);
+    return true;
+}
+
+void AudioCapture::stopCapture()
+{
+    impl_->captureStream.close();
+    if (const auto context = std::move(impl_->captureContext))
+        context->flush();
+}
+
+} // namespace quillo

@@ -1,0 +1,129 @@
+#include "model/model_manager.h"
+
+#include "model/model_files.h"
+#include "settings/paths.h"
+
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <system_error>
+
+namespace quillo::model {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Size of a regular file; nothing for anything else.
+std::optional<std::uint64_t> fileSize(const fs::path& path)
+{
+    std::error_code error;
+    if (!fs::is_regular_file(path, error))
+        return std::nullopt;
+    const std::uint64_t size = fs::file_size(path, error);
+    return error ? std::nullopt : std::optional(size);
+}
+
+bool isPresent(const fs::path& path)
+{
+    std::error_code error;
+    return fs::exists(path, error);
+}
+
+/// Replaces the file's content in one step, so that a crash leaves the old or the new one.
+void replaceFile(const fs::path& path, const std::string& content)
+{
+    fs::path temporary = path;
+    temporary += ".new";
+    std::ofstream file(temporary, std::ios::binary | std::ios::trunc);
+    file << content;
+    file.close();
+    std::error_code error;
+    if (file)
+        fs::rename(temporary, path, error);
+    if (!file || error)
+        fs::remove(temporary, error);
+}
+
+} // namespace
+
+std::vector<ModelInfo> ModelManager::availableModels() const
+{
+    std::vector<ModelInfo> models = modelCatalogue();
+    const std::string activeId = activeModelId();
+    for (ModelInfo& model : models) {
+        if (const auto size = fileSize(pathFromUtf8(modelFilePath(model)))) {
+            model.status = model.id == activeId ? ModelStatus::Active : ModelStatus::Downloaded;
+            model.sizeBytes = *size;
+        }
+    }
+    return models;
+}
+
+ModelInfo ModelManager::recommendedModel() const
+{
+    const ModelInfo* model = findModel("distil-large-v3");
+    return model ? *model : modelCatalogue().back();
+}
+
+std::string ModelManager::activeModelId() const
+{
+    std::ifstream file(pathFromUtf8(activeModelFilePath()), std::ios::binary);
+    std::string line;
+    std::getline(file, line);
+    const bool hasLineEnd = file.good();
+    if (hasLineEnd && line.ends_with('\r'))
+        line.pop_back();
+    return line;
+}
+
+bool ModelManager::setActiveModel(const std::string& id)
+{
+    const ModelInfo* model = findModel(id);
+    if (!model || !isPresent(pathFromUtf8(modelFilePath(*model))))
+        return false;
+    std::error_code ignored;
+    fs::create_directories(pathFromUtf8(configDir()), ignored);
+    replaceFile(pathFromUtf8(activeModelFilePath()), id);
+    return true;
+}
+
+std::string ModelManager::activeModelPath() const
+{
+    const ModelInfo* model = findModel(activeModelId());
+    if (!model)
+        return {};
+    const std::string path = modelFilePath(*model);
+    return isPresent(pathFromUtf8(path)) ? path : std::string();
+}
+
+bool ModelManager::deleteModel(const std::string& id)
+{
+    const ModelInfo* model = findModel(id);
+    if (!model || id == activeModelId())
+        return false;
+    const fs::path path = pathFromUtf8(modelFilePath(*model));
+    std::error_code error;
+    return !fs::is_directory(path, error) && fs::remove(path, error);
+}
+
+std::uint64_t ModelManager::usedSpace() const
+{
+    std::uint64_t sum = 0;
+    std::error_code error;
+    for (fs::directory_iterator entry(pathFromUtf8(modelsDir()), error), end; !error && entry != end;
+         entry.increment(error))
+        sum += fileSize(entry->path()).value_or(0);
+    return sum;
+}
+
+std::uint64_t ModelManager::freeSpace() const
+{
+    const fs::path folder = pathFromUtf8(modelsDir());
+    std::error_code error;
+    fs::create_directories(folder, error);
+    const fs::space_info space = fs::space(folder, error);
+    return error ? 0 : space.available;
+}
+
+} // namespace quillo::model

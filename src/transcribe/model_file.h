@@ -1,0 +1,32 @@
+#pragma once
+
+#include <whisper.h>
+
+#include <cstddef>
+#include <fstream>
+#include <string>
+
+namespace quillo {
+
+/// A model file as whisper.cpp reads it.
+///
+/// whisper.cpp can open files itself, but takes the path in the system's own encoding with some compilers, and takes
+/// whatever lies in memory for the missing part of a file that was cut off. This reader takes UTF-8 and refuses such a
+/// file. One thread.
+class ModelFile {
+public:
+    explicit ModelFile(const std::string& path);
+
+    bool isOpen() const { return file_.is_open(); }
+
+    /// The functions for whisper.cpp, which refer to this object. Reading beyond the end throws std::runtime_error.
+    whisper_model_loader loader();
+
+private:
+    std::size_t read(void* output, std::size_t size);
+
+    std::ifstream file_;
+    int readsAtEnd_ = 0;
+};
+
+} // namespace quillo

@@ -1,0 +1,168 @@
+#include "transcribe/whisper_transcriber.h"
+
+#include "base/log.h"
+#include "transcribe/model_file.h"
+
+#include <whisper.h>
+
+#include <exception>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+namespace quillo {
+
+namespace {
+
+struct StateDeleter {
+    void operator()(whisper_state* state) const { whisper_free_state(state); }
+};
+using StatePointer = std::unique_ptr<whisper_state, StateDeleter>;
+
+/// whisper.cpp writes much to the standard error stream by itself; only what went wrong is of interest.
+void forwardLog(ggml_log_level level, const char* text, void* /*unused*/)
+{
+    if (level != GGML_LOG_LEVEL_WARN && level != GGML_LOG_LEVEL_ERROR)
+        return;
+    std::string_view line = text;
+    while (line.ends_with('\n'))
+        line.remove_suffix(1);
+    logMessage("[Quillo] whisper.cpp: %.*s\n", static_cast<int>(line.size()), line.data());
+}
+
+void listDevices()
+{
+    for (std::size_t i = 0; i < ggml_backend_dev_count(); ++i) {
+        ggml_backend_dev_t device = ggml_backend_dev_get(i);
+        logMessage(
+            "[Quillo] GPU backend: %s (%s)\n", ggml_backend_dev_name(device), ggml_backend_dev_description(device));
+    }
+}
+
+void prepareLibrary()
+{
+    whisper_log_set(forwardLog, nullptr);
+    listDevices();
+}
+
+/// Runs something of whisper.cpp, whose C interface lets C++ exceptions through; one counts as a failure, and the
+/// result is then a default-constructed value.
+template<typename Function> auto guarded(Function function) -> decltype(function())
+{
+    try {
+        return function();
+    } catch (const std::exception& exception) {
+        logError("[Quillo] ERROR: whisper.cpp failed: %s\n", exception.what());
+    } catch (...) {
+        logError("[Quillo] ERROR: whisper.cpp failed\n");
+    }
+    return {};
+}
+
+std::shared_ptr<whisper_context> openModel(const std::string& path)
+{
+    ModelFile file(path);
+    if (!file.isOpen())
+        return nullptr;
+    whisper_context_params parameters = whisper_context_default_params();
+    parameters.use_gpu = true;
+    whisper_model_loader loader = file.loader();
+    whisper_context* context = whisper_init_with_params(&loader, parameters);
+    return context ? std::shared_ptr<whisper_context>(context, whisper_free) : nullptr;
+}
+
+whisper_full_params recognitionParameters()
+{
+    whisper_full_params parameters = whisper_full_default_params(WHISPER_SAMPLING_GREEDY);
+    parameters.n_threads = 4;
+    parameters.no_timestamps = true;
+    parameters.print_special = false;
+    parameters.print_progress = false;
+    parameters.print_realtime = false;
+    parameters.print_timestamps = false;
+    parameters.language = "en";
+    parameters.detect_language = false;
+    parameters.suppress_blank = true;
+    return parameters;
+}
+
+/// The text of the samples, or nothing when whisper.cpp fails, which has then been logged.
+std::optional<std::string> recognise(whisper_context* context, const std::vector<float>& samples)
+{
+    const StatePointer state(whisper_init_state(context));
+    if (!state) {
+        logError("[Quillo] ERROR: Failed to create whisper state\n");
+        return std::nullopt;
+    }
+    const int code = whisper_full_with_state(
+        context, state.get(), recognitionParameters(), samples.data(), static_cast<int>(samples.size()));
+    if (code != 0) {
+        logError("[Quillo] ERROR: whisper_full failed with code %d\n", code);
+        return std::nullopt;
+    }
+    std::string text;
+    const int segments = whisper_full_n_segments_from_state(state.get());
+    for (int i = 0; i < segments; ++i)
+        if (const char* segment = whisper_full_get_segment_text_from_state(state.get(), i))
+            text += segment;
+    return text;
+}
+
+} // namespace
+
+bool WhisperTranscriber::loadModel(const std::string& path)
+{
+    std::shared_ptr<whisper_context> context;
+    {
+        const std::lock_guard lock(mutex_);
+        context.swap(context_);
+    }
+    context.reset(); // frees the old model before there is memory for the new one, unless a recognition still uses it
+
+    static std::once_flag prepared;
+    context = guarded([&] {
+        std::call_once(prepared, prepareLibrary);
+        return openModel(path);
+    });
+    const std::lock_guard lock(mutex_);
+    context_ = std::move(context);
+    return context_ != nullptr;
+}
+
+bool WhisperTranscriber::isLoaded() const
+{
+    const std::lock_guard lock(mutex_);
+    return context_ != nullptr;
+}
+
+void WhisperTranscriber::addSamples(const float* samples, std::size_t count)
+{
+    const std::lock_guard lock(mutex_);
+    pending_.insert(pending_.end(), samples, samples + count);
+}
+
+std::string WhisperTranscriber::transcribe()
+{
+    std::vector<float> samples;
+    std::shared_ptr<whisper_context> context;
+    {
+        const std::lock_guard lock(mutex_);
+        samples.swap(pending_);
+        context = context_;
+    }
+    if (!context || samples.empty())
+        return {};
+
+    if (samples.size() < WHISPER_SAMPLE_RATE)
+        samples.resize(WHISPER_SAMPLE_RATE);
+    logMessage("[Quillo] Transcribing %zu samples (%.1f seconds)...\n", samples.size(),
+        static_cast<double>(static_cast<float>(samples.size()) / static_cast<float>(WHISPER_SAMPLE_RATE)));
+
+    const auto text = guarded([&] { return recognise(context.get(), samples); });
+    if (!text)
+        return {};
+    logMessage("[Quillo] Transcription: \"%s\"\n", text->c_str());
+    return *text;
+}
+
+} // namespace quillo

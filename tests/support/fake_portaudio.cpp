@@ -1,0 +1,243 @@
+#include "support/fake_portaudio.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <mutex>
+
+namespace quillo::test {
+namespace {
+
+struct Stream {
+    unsigned long framesPerBuffer = 0;
+    PaStreamCallback* callback = nullptr;
+    void* userData = nullptr;
+
+    std::mutex mutex; // held during the callback, so that stopping waits for it
+    bool running = false;
+
+    bool deliver(const float* samples, unsigned long frames)
+    {
+        const std::lock_guard lock(mutex);
+        if (!running)
+            return false;
+        const PaStreamCallbackTimeInfo time{};
+        running = callback(samples, nullptr, frames, &time, 0, userData) == paContinue;
+        return true;
+    }
+};
+
+std::mutex mutex; // guards what follows; not held while a stream's mutex is taken or a callback runs
+int initialised = 0;
+std::vector<FakeDevice> deviceList;
+std::vector<PaDeviceInfo> infos;
+PaDeviceIndex defaultDevice = paNoDevice;
+std::map<PaCall, PaError> failures;
+std::map<PaCall, int> counts;
+FakeOpenRequest lastRequest;
+std::vector<std::shared_ptr<Stream>> openedStreams;
+
+std::vector<std::shared_ptr<Stream>> allStreams()
+{
+    const std::lock_guard lock(mutex);
+    return openedStreams;
+}
+
+/// Counts a call and says how it ends; the mutex is held.
+PaError enter(PaCall call)
+{
+    ++counts[call];
+    if (failures[call] != paNoError)
+        return failures[call];
+    return call == PaCall::Initialize || initialised > 0 ? paNoError : paNotInitialized;
+}
+
+PaError initialise(PaCall call, int difference)
+{
+    const std::lock_guard lock(mutex);
+    const PaError error = enter(call);
+    if (error == paNoError)
+        initialised += difference;
+    return error;
+}
+
+PaError setRunning(PaCall call, PaStream* handle, bool running)
+{
+    std::shared_ptr<Stream> stream;
+    {
+        const std::lock_guard lock(mutex);
+        if (const PaError error = enter(call); error != paNoError)
+            return error;
+        for (const auto& candidate : openedStreams)
+            if (candidate.get() == handle)
+                stream = candidate;
+    }
+    if (!stream)
+        return paBadStreamPtr;
+    const std::lock_guard lock(stream->mutex);
+    stream->running = running;
+    return paNoError;
+}
+
+} // namespace
+
+FakePortAudio& FakePortAudio::instance()
+{
+    static FakePortAudio fake;
+    return fake;
+}
+
+void FakePortAudio::reset()
+{
+    setDevices({FakeDevice{}}, 0);
+    const std::lock_guard lock(mutex);
+    failures.clear();
+    counts.clear();
+    lastRequest = {};
+}
+
+void FakePortAudio::setDevices(std::vector<FakeDevice> devices, PaDeviceIndex defaultInput)
+{
+    const std::lock_guard lock(mutex);
+    deviceList = std::move(devices);
+    defaultDevice = defaultInput;
+    infos.clear();
+    for (const FakeDevice& device : deviceList) {
+        PaDeviceInfo& info = infos.emplace_back();
+        info.name = device.name ? device.name->c_str() : nullptr;
+        info.maxInputChannels = device.inputChannels;
+        info.defaultLowInputLatency = device.lowInputLatency;
+    }
+}
+
+void FakePortAudio::fail(PaCall call, PaError error)
+{
+    const std::lock_guard lock(mutex);
+    failures[call] = error;
+}
+
+int FakePortAudio::count(PaCall call) const
+{
+    const std::lock_guard lock(mutex);
+    return counts[call];
+}
+
+std::size_t FakePortAudio::openStreams() const
+{
+    return allStreams().size();
+}
+
+std::size_t FakePortAudio::runningStreams() const
+{
+    std::size_t running = 0;
+    for (const auto& stream : allStreams()) {
+        const std::lock_guard lock(stream->mutex);
+        running += stream->running ? 1 : 0;
+    }
+    return running;
+}
+
+FakeOpenRequest FakePortAudio::lastOpenRequest() const
+{
+    const std::lock_guard lock(mutex);
+    return lastRequest;
+}
+
+std::size_t FakePortAudio::push(std::span<const float> samples)
+{
+    std::size_t reached = 0;
+    for (const auto& stream : allStreams()) {
+        bool heard = true;
+        for (std::size_t start = 0; heard && start < samples.size(); start += stream->framesPerBuffer) {
+            const auto frames = std::min<std::size_t>(stream->framesPerBuffer, samples.size() - start);
+            heard = stream->deliver(samples.data() + start, frames);
+        }
+        reached += heard ? 1 : 0;
+    }
+    return reached;
+}
+
+void FakePortAudio::pushNull()
+{
+    for (const auto& stream : allStreams())
+        stream->deliver(nullptr, 512);
+}
+
+} // namespace quillo::test
+
+using namespace quillo::test;
+
+extern "C" {
+
+PaError Pa_Initialize(void)
+{
+    return initialise(PaCall::Initialize, 1);
+}
+
+PaError Pa_Terminate(void)
+{
+    return initialise(PaCall::Terminate, -1);
+}
+
+const char* Pa_GetErrorText(PaError errorCode)
+{
+    return errorCode == paNoError ? "Success" : "Fake failure";
+}
+
+PaDeviceIndex Pa_GetDeviceCount(void)
+{
+    const std::lock_guard lock(mutex);
+    return initialised > 0 ? static_cast<PaDeviceIndex>(deviceList.size()) : paNotInitialized;
+}
+
+PaDeviceIndex Pa_GetDefaultInputDevice(void)
+{
+    const std::lock_guard lock(mutex);
+    return initialised > 0 ? defaultDevice : paNoDevice;
+}
+
+const PaDeviceInfo* Pa_GetDeviceInfo(PaDeviceIndex device)
+{
+    const std::lock_guard lock(mutex);
+    const auto index = static_cast<std::size_t>(device);
+    const bool known = initialised > 0 && device >= 0 && index < deviceList.size() && deviceList[index].hasInfo;
+    return known ? &infos[index] : nullptr;
+}
+
+PaError Pa_OpenStream(PaStream** stream, const PaStreamParameters* inputParameters,
+    const PaStreamParameters* outputParameters, double sampleRate, unsigned long framesPerBuffer,
+    PaStreamFlags streamFlags, PaStreamCallback* streamCallback, void* userData)
+{
+    const std::lock_guard lock(mutex);
+    lastRequest = {inputParameters ? *inputParameters : PaStreamParameters{}, outputParameters != nullptr, sampleRate,
+        framesPerBuffer, streamFlags};
+    if (const PaError error = enter(PaCall::OpenStream); error != paNoError)
+        return error;
+    openedStreams.push_back(std::make_shared<Stream>());
+    openedStreams.back()->framesPerBuffer = framesPerBuffer;
+    openedStreams.back()->callback = streamCallback;
+    openedStreams.back()->userData = userData;
+    *stream = openedStreams.back().get();
+    return paNoError;
+}
+
+PaError Pa_StartStream(PaStream* stream)
+{
+    return setRunning(PaCall::StartStream, stream, true);
+}
+
+PaError Pa_StopStream(PaStream* stream)
+{
+    return setRunning(PaCall::StopStream, stream, false);
+}
+
+PaError Pa_CloseStream(PaStream* stream)
+{
+    const PaError error = setRunning(PaCall::CloseStream, stream, false); // waits for a callback, as the real one does
+    const std::lock_guard lock(mutex);
+    if (error == paNoError)
+        std::erase_if(openedStreams, [stream](const auto& candidate) { return candidate.get() == stream; });
+    return error;
+}
+
+} // extern "C"
