@@ -1,0 +1,103 @@
+#include "engine/engine_impl.h"
+
+#include "base/log.h"
+#include "hotkey/hotkey.h"
+#include "hotkey/hotkey_availability.h"
+#include "hotkey/hotkey_manager.h"
+
+#include <utility>
+
+namespace quillo {
+
+namespace {
+
+constexpr int defaultMaxDurationSeconds = 300;
+
+void reportConflicts(const Hotkey& hotkey)
+{
+    switch (checkHotkeyAvailability(hotkey)) {
+    case HotkeyStatus::Available:
+        break;
+    case HotkeyStatus::ReservedBySystem:
+        logError("[Quillo] ERROR: Hotkey '%s' is reserved by the OS and will not work\n", formatHotkey(hotkey).c_str());
+        break;
+    case HotkeyStatus::RegisteredElsewhere:
+        logMessage("[Quillo] Hotkey '%s' may be registered by another application "
+                   "(our low-level hook may still work)\n",
+            formatHotkey(hotkey).c_str());
+        break;
+    }
+}
+
+} // namespace
+
+Engine::Engine()
+    : impl_(std::make_shared<Impl>())
+{
+}
+
+Engine::~Engine()
+{
+    stop();
+}
+
+void Engine::setAudioCapture(AudioCapture* audioCapture)
+{
+    impl_->audioCapture = audioCapture;
+}
+
+void Engine::setLocalTranscriber(WhisperTranscriber* transcriber)
+{
+    impl_->localTranscriber = transcriber;
+}
+
+void Engine::setToggleMode(bool toggleMode)
+{
+    impl_->toggleMode = toggleMode;
+}
+
+void Engine::setMaxDurationSeconds(int seconds)
+{
+    impl_->maxDurationSeconds = seconds > 0 ? seconds : defaultMaxDurationSeconds;
+}
+
+void Engine::setHotkey(const std::string& hotkeyText)
+{
+    impl_->hotkeyText = hotkeyText;
+}
+
+void Engine::setOnTranscription(std::function<void(const std::string&)> onTranscription)
+{
+    impl_->onTranscription = std::move(onTranscription);
+}
+
+void Engine::start()
+{
+    const Hotkey hotkey = parseHotkey(impl_->hotkeyText);
+    reportConflicts(hotkey);
+    // The hook ends before the engine does: its actions need no share of the state.
+    Impl* const impl = impl_.get();
+    if (impl->toggleMode)
+        HotkeyManager::startToggle(hotkey, [impl] { impl->togglePress(); });
+    else
+        HotkeyManager::start(
+            hotkey, [impl] { impl->pushPress(); }, [impl] { impl->pushRelease(); });
+}
+
+void Engine::restartHotkey()
+{
+    HotkeyManager::stop();
+    impl_->cancelPendingStart(); // its release will not be seen any more
+    start();
+}
+
+void Engine::stop()
+{
+    HotkeyManager::stop();
+    impl_->cancelPendingStart();
+    impl_->joinWatchdog();
+    impl_->stopRecording();
+    impl_->waitForStopSequences();
+}
+
+} // namespace quillo

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace quillo {
+
+class AudioCapture;
+class WhisperTranscriber;
+
+/// Runs the dictation cycle: arms the hotkey, records while it asks for it, turns the recording into text, and delivers
+/// the text to the focused application and to a callback.
+///
+/// All operations are called on the user-interface thread, whose event loop must run: the hotkey's start of a recording
+/// is posted to it. The collaborators are not owned and must outlive stop(); each may be null, and the steps that need
+/// it are then skipped.
+class Engine {
+public:
+    Engine();
+    ~Engine(); ///< does what stop() does
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+
+    void setAudioCapture(AudioCapture* audioCapture);
+    void setLocalTranscriber(WhisperTranscriber* transcriber);
+
+    /// Whether each press of the hotkey starts or ends a recording (true), or holding it records (false, the initial
+    /// value). Takes effect at the next start or restartHotkey.
+    void setToggleMode(bool toggleMode);
+
+    /// When a recording that is held open is closed by itself. 0 and less stand for 300 s, the initial value. Also
+    /// affects a recording that is open.
+    void setMaxDurationSeconds(int seconds);
+
+    /// The hotkey as text, initially "Ctrl+Shift+Space". Takes effect at the next start or restartHotkey.
+    void setHotkey(const std::string& hotkeyText);
+
+    /// Receives each delivered text, trimmed, on the thread of the stop sequence: usually a worker thread. To be set
+    /// before start.
+    void setOnTranscription(std::function<void(const std::string&)> onTranscription);
+
+    /// Arms the hotkey. When it cannot be had, diagnostic lines say so and the program goes on without it.
+    void start();
+
+    /// Arms the hotkey anew with the present settings. A recording that is open goes on.
+    void restartHotkey();
+
+    /// Disarms the hotkey, finishes an open recording, its recognition and its delivery, and waits for those under way.
+    /// Afterwards no collaborator is touched any more. May be called more than once.
+    void stop();
+
+private:
+    struct Impl;
+    std::shared_ptr<Impl> impl_; ///< shared with posted starts and stop threads, which may come late
+};
+
+} // namespace quillo

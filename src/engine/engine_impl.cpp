@@ -1,0 +1,230 @@
+#include "engine/engine_impl.h"
+
+#include "audio/audio_capture.h"
+#include "base/log.h"
+#include "output/text_injector.h"
+#include "transcribe/whisper_transcriber.h"
+
+#include <QCoreApplication>
+#include <QMetaObject>
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace quillo {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int samplesPerSecond = 16000;
+constexpr int longestReservationSeconds = 3600; // bounds the address space taken for a very long limit
+constexpr auto watchdogPeriod = 500ms;
+
+// Without surrounding blanks; text made only of blanks stays as it is.
+std::string trimmed(const std::string& text)
+{
+    constexpr auto blanks = " \t\n\r";
+    const auto first = text.find_first_not_of(blanks);
+    if (first == std::string::npos)
+        return text;
+    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+} // namespace
+
+void Engine::Impl::pushPress()
+{
+    postStart();
+}
+
+void Engine::Impl::pushRelease()
+{
+    requestStop();
+}
+
+void Engine::Impl::togglePress()
+{
+    // A start that is posted but has not run yet counts as a recording: this press ends it.
+    if (lastPress > pressesOver)
+        requestStop();
+    else
+        postStart();
+}
+
+void Engine::Impl::postStart()
+{
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(), [self = shared_from_this(), press = ++lastPress] { self->startRecording(press); },
+        Qt::QueuedConnection);
+}
+
+void Engine::Impl::requestStop()
+{
+    const std::uint64_t press = lastPress;
+    endPresses(press);
+    startStopThread(press);
+}
+
+void Engine::Impl::startStopThread(std::uint64_t upToPress)
+{
+    std::thread([self = shared_from_this(), upToPress] { self->stopRecording(upToPress); }).detach();
+}
+
+void Engine::Impl::endPresses(std::uint64_t upTo)
+{
+    auto over = pressesOver.load();
+    while (over < upTo && !pressesOver.compare_exchange_weak(over, upTo)) { }
+}
+
+void Engine::Impl::cancelPendingStart()
+{
+    if (!recording)
+        endPresses(lastPress);
+}
+
+void Engine::Impl::startRecording(std::uint64_t press)
+{
+    const std::lock_guard lock(captureMutex);
+    if (press <= pressesOver)
+        return;
+    // The stop of the recording before may have been asked for but not have got here yet: do its closing now.
+    if (auto closed = closeRecording(pressesOver))
+        std::thread([self = shared_from_this(), closed = std::move(*closed)] { self->finishInTurn(closed); }).detach();
+    if (!recording)
+        openRecording(press);
+}
+
+void Engine::Impl::openRecording(std::uint64_t press)
+{
+    logMessage("[Quillo] Starting recording...\n");
+    {
+        const std::lock_guard lock(samplesMutex);
+        samples.clear();
+        // Room for all of it, and for the watchdog being late, so that the audio thread need not allocate.
+        const auto seconds = std::min<int>(maxDurationSeconds, longestReservationSeconds) + 2;
+        samples.reserve(static_cast<std::size_t>(seconds) * samplesPerSecond);
+    }
+    recordingPress = press;
+    recording = true;
+    if (audioCapture) {
+        // Without a microphone the recording stays open and hears nothing. Nobody listens to speech segments.
+        audioCapture->startCapture([this](const float* block, std::size_t count) { consumeSamples(block, count); }, {});
+    }
+    joinWatchdog();
+    watchdogActive = true;
+    watchdogThread = std::thread(&Impl::watchdogLoop, this, press);
+}
+
+void Engine::Impl::consumeSamples(const float* block, std::size_t count)
+{
+    if (!recording)
+        return;
+    const std::lock_guard lock(samplesMutex);
+    samples.insert(samples.end(), block, block + count);
+}
+
+void Engine::Impl::watchdogLoop(std::uint64_t press)
+{
+    const auto opened = std::chrono::steady_clock::now();
+    std::unique_lock lock(watchdogMutex);
+    while (!watchdogWake.wait_for(lock, watchdogPeriod, [this] { return !watchdogActive; })) {
+        const auto elapsed = std::chrono::floor<std::chrono::seconds>(std::chrono::steady_clock::now() - opened);
+        if (elapsed.count() >= maxDurationSeconds) {
+            startStopThread(press);
+            return;
+        }
+    }
+}
+
+void Engine::Impl::endWatchdog()
+{
+    {
+        const std::lock_guard lock(watchdogMutex);
+        watchdogActive = false;
+    }
+    watchdogWake.notify_all();
+}
+
+void Engine::Impl::joinWatchdog()
+{
+    endWatchdog();
+    if (watchdogThread.joinable())
+        watchdogThread.join();
+}
+
+void Engine::Impl::stopRecording(std::uint64_t upToPress)
+{
+    std::unique_lock lock(captureMutex);
+    const auto closed = closeRecording(upToPress);
+    lock.unlock();
+    if (closed)
+        finishInTurn(*closed);
+}
+
+// Takes the samples at once, even while an earlier recording is still being recognised: the microphone is free, and
+// the next recording may open.
+std::optional<Engine::Impl::ClosedRecording> Engine::Impl::closeRecording(std::uint64_t upToPress)
+{
+    if (recordingPress > upToPress || !recording.exchange(false))
+        return {};
+    endPresses(recordingPress);
+    endWatchdog();
+    if (audioCapture)
+        audioCapture->stopCapture();
+    ClosedRecording closed{{}, stopsBegun++};
+    const std::lock_guard lock(samplesMutex);
+    closed.samples.swap(samples);
+    return closed;
+}
+
+void Engine::Impl::finishInTurn(const ClosedRecording& closed)
+{
+    std::unique_lock lock(stopMutex);
+    stopTurn.wait(lock, [&] { return stopsDone == closed.turn; });
+    finish(closed.samples);
+    ++stopsDone;
+    stopTurn.notify_all();
+}
+
+void Engine::Impl::waitForStopSequences()
+{
+    const std::uint64_t begun = [this] {
+        const std::lock_guard lock(captureMutex);
+        return stopsBegun;
+    }();
+    std::unique_lock lock(stopMutex);
+    stopTurn.wait(lock, [&] { return stopsDone == begun; });
+}
+
+void Engine::Impl::finish(const std::vector<float>& recorded)
+{
+    logMessage("[Quillo] Stopping recording...\n");
+    logMessage("[Quillo] Captured %zu samples (%.1f seconds)\n", recorded.size(),
+        static_cast<double>(static_cast<float>(recorded.size()) / static_cast<float>(samplesPerSecond)));
+    if (recorded.empty())
+        return;
+    std::string text;
+    if (tryLocal(recorded, text))
+        deliver(trimmed(text));
+}
+
+bool Engine::Impl::tryLocal(const std::vector<float>& recorded, std::string& text)
+{
+    if (!localTranscriber || !localTranscriber->isLoaded())
+        return false;
+    logMessage("[Quillo] Trying local transcription...\n");
+    localTranscriber->addSamples(recorded.data(), recorded.size());
+    text = localTranscriber->transcribe();
+    return !text.empty();
+}
+
+void Engine::Impl::deliver(const std::string& text)
+{
+    TextInjector::paste(text);
+    if (onTranscription)
+        onTranscription(text);
+}
+
+} // namespace quillo

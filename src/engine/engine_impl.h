@@ -1,0 +1,87 @@
+#pragma once
+
+#include "engine/engine.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+namespace quillo {
+
+/// The engine's state, and the dictation cycle itself: open a recording, gather samples, close it, recognise, deliver.
+struct Engine::Impl : std::enable_shared_from_this<Impl> {
+    AudioCapture* audioCapture = nullptr;
+    WhisperTranscriber* localTranscriber = nullptr;
+    std::atomic<bool> recording{false}; ///< a recording is open: samples are accepted
+    bool toggleMode = false;
+    std::atomic<std::int32_t> maxDurationSeconds{300};
+    std::string hotkeyText{"Ctrl+Shift+Space"};
+    std::function<void(const std::string&)> onTranscription;
+
+    std::vector<float> samples; ///< of the open recording, mono, 16,000 per second
+    std::mutex samplesMutex; ///< guards samples; held by the audio thread, so never for long
+
+    /// Held while a recording is opened or closed, so that the capture is started and stopped by one thread at a time.
+    /// Guards recordingPress, stopsBegun and changes of `recording`.
+    std::mutex captureMutex;
+    std::uint64_t recordingPress = 0; ///< number of the hotkey press that opened the last recording
+    std::uint64_t stopsBegun = 0; ///< recordings closed so far
+
+    std::mutex stopMutex; ///< held by the one stop sequence that runs; guards stopsDone
+    std::condition_variable stopTurn;
+    std::uint64_t stopsDone = 0; ///< stop sequences finished; they run in the order in which recordings were closed
+
+    std::thread watchdogThread; ///< user-interface thread only; joined before the next one starts
+    std::mutex watchdogMutex;
+    std::condition_variable watchdogWake;
+    std::atomic<bool> watchdogActive{false}; ///< cleared under watchdogMutex
+
+    /// Presses of the hotkey are numbered from 1. A press is over when it has been released, taken back by a second
+    /// press in toggle mode, or its recording has been closed; those up to pressesOver are. A press that is over opens
+    /// no recording any more, and a late stop never closes the recording of a later press.
+    std::atomic<std::uint64_t> lastPress{0};
+    std::atomic<std::uint64_t> pressesOver{0};
+
+    // Hotkey actions, on the hook thread: they only post work or start threads.
+    void pushPress();
+    void pushRelease();
+    void togglePress();
+
+    void startRecording(std::uint64_t press); ///< user-interface thread
+    void consumeSamples(const float* block, std::size_t count); ///< audio thread
+
+    /// Closes the open recording, if it belongs to a press up to the given one, and carries it through recognition to
+    /// delivery. Any thread, which it blocks.
+    void stopRecording(std::uint64_t upToPress = std::numeric_limits<std::uint64_t>::max());
+
+    void cancelPendingStart(); ///< user-interface thread, while no hook runs
+    void waitForStopSequences();
+    void joinWatchdog(); ///< user-interface thread
+
+private:
+    struct ClosedRecording {
+        std::vector<float> samples;
+        std::uint64_t turn; ///< how many stop sequences come before this one
+    };
+
+    void postStart();
+    void requestStop();
+    void startStopThread(std::uint64_t upToPress);
+    void endPresses(std::uint64_t upTo);
+    void openRecording(std::uint64_t press);
+    std::optional<ClosedRecording> closeRecording(std::uint64_t upToPress);
+    void endWatchdog();
+    void watchdogLoop(std::uint64_t press);
+    void finishInTurn(const ClosedRecording& closed);
+    void finish(const std::vector<float>& recorded);
+    bool tryLocal(const std::vector<float>& recorded, std::string& text);
+    void deliver(const std::string& text);
+};
+
+} // namespace quillo
