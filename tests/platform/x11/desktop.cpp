@@ -105,10 +105,9 @@ Typist::Typist(Keyboard keyboard)
 
 Typist::~Typist()
 {
-    std::array<char, 32> bits{};
-    XQueryKeymap(display(), bits.data());
-    for (unsigned key = 8; key < 256; ++key)
-        if ((static_cast<unsigned char>(bits[key / 8]) >> (key % 8)) & 1U)
+    // Not what the server holds for pressed: another program may have released a key that is held down here.
+    for (unsigned key = 0; key < down_.size(); ++key)
+        if (down_[key])
             send(key, false);
     XSync(display(), False);
     if (device_)
@@ -117,6 +116,7 @@ Typist::~Typist()
 
 void Typist::send(unsigned keycode, bool down)
 {
+    down_[keycode] = down;
     if (device_)
         XTestFakeDeviceKeyEvent(display(), device_, keycode, down, nullptr, 0, CurrentTime);
     else

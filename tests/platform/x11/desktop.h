@@ -48,7 +48,7 @@ public:
     enum class Keyboard { XTest, Hardware };
 
     explicit Typist(Keyboard keyboard = Keyboard::XTest);
-    /// Releases all keys.
+    /// Releases the keys that it still holds.
     ~Typist();
 
     /// A key that stays down repeats; "*" gives it the time. Returns when the server has taken the events.
@@ -61,6 +61,7 @@ private:
 
     Connection display_;
     XDevice* device_ = nullptr; // null for XTest
+    std::bitset<256> down_;
 };
 
 /// Another program's window, which has the focus and records the keys that it gets in the same notation. Repeats of a
