@@ -64,7 +64,7 @@ build="$cache/whisper-build"
 rm -rf "$build" "$prefix"
 logged "$cache/whisper-configure.log" cmake -S "$sources" -B "$build" -G Ninja \
     -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$prefix" -DCMAKE_INSTALL_RPATH='$ORIGIN;$ORIGIN/../lib' \
-    -DCMAKE_INSTALL_LIBDIR=lib -DBUILD_SHARED_LIBS=ON -DGGML_NATIVE=ON -DGGML_OPENMP=ON -DGGML_CCACHE=ON \
+    -DCMAKE_BUILD_WITH_INSTALL_RPATH=ON -DCMAKE_INSTALL_LIBDIR=lib -DBUILD_SHARED_LIBS=ON -DGGML_NATIVE=ON -DGGML_OPENMP=ON -DGGML_CCACHE=ON \
     -DWHISPER_BUILD_EXAMPLES=ON -DWHISPER_BUILD_TESTS=OFF -DWHISPER_BUILD_SERVER=OFF
 logged "$cache/whisper-build.log" cmake --build "$build" --target whisper parakeet whisper-cli
 install -D "$build/bin/whisper-cli" "$prefix/bin/whisper-cli" # what our figures are compared with

@@ -1,0 +1,17 @@
+"""A private desktop without hardware: screen, window manager, microphone and an editor to dictate into.
+
+with Desktop(helpers, binary) as desktop:
+    desktop.install_model("tiny", "ggml-mini.bin")
+    quillo = desktop.start_quillo()
+    with desktop.keyboard.held(*HOTKEY):
+        desktop.speak("hello world")
+    desktop.editor.wait_for_text("hello world")
+
+Everything runs as the calling user (root will do), under folders of its own, and ends with the context, at the
+latest with the calling process. Any number of desktops can exist side by side.
+"""
+
+from .desktop import HOTKEY, Desktop
+from .program import Program, wait_until
+
+__all__ = ["HOTKEY", "Desktop", "Program", "wait_until"]

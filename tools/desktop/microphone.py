@@ -1,0 +1,98 @@
+"""A microphone without hardware: a private sound server whose null sink is recorded from."""
+
+import subprocess
+import threading
+import time
+import wave
+from pathlib import Path
+
+from .program import PATIENCE, Program, wait_until
+
+HERE = Path(__file__).parent
+SINK = "microphone"
+
+
+class Microphone:
+    """Plays speech into the recordings of every program that has this environment."""
+
+    def __init__(self, env):
+        self._env = env
+        self._server = Program(
+            [
+                "pulseaudio",
+                "-n",
+                "-F",
+                HERE / "default.pa",
+                "--daemonize=no",
+                "--exit-idle-time=-1",
+                "--disable-shm=yes",
+            ],
+            env,
+        )
+        socket = Path(env["XDG_RUNTIME_DIR"], "pulse", "native")
+        wait_until(socket.exists, lambda: "no sound server:\n" + self._server.tail())
+        # An idle null sink hands out blocks of up to two seconds. One recorder that asks for a short delay keeps the
+        # blocks short for everyone; it takes the sink a moment to follow.
+        self._recorder = subprocess.Popen(
+            ["setpriv", "--pdeathsig", "KILL", "parec", "--latency-msec=10", "--channels=1", "-d", SINK + ".monitor"],
+            env=env,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL,
+            start_new_session=True,
+        )
+        self._smooth_since = None
+        self._drain = threading.Thread(target=self._keep_alive, daemon=True)
+        self._drain.start()
+
+    def _keep_alive(self):
+        last = time.monotonic()
+        while self._recorder.stdout.read1(65536):
+            now = time.monotonic()
+            if now - last > 0.2 or self._smooth_since is None:
+                self._smooth_since = now
+            last = now
+        self._smooth_since = None
+
+    def wait_until_settled(self, seconds=1.5):
+        """Waits until sound has been arriving in short blocks for the given time."""
+        wait_until(
+            lambda: self._smooth_since and time.monotonic() - self._smooth_since > seconds,
+            lambda: "the microphone does not settle:\n" + self._server.tail(),
+        )
+
+    def play(self, path):
+        """Plays a sound file to its end."""
+        subprocess.run(["paplay", f"--device={SINK}", path], env=self._env, check=True, timeout=PATIENCE + 60)
+
+    def listeners(self):
+        """How many programs are recording at this moment."""
+        command = ["pactl", "list", "short", "source-outputs"]
+        answer = subprocess.run(command, env=self._env, check=True, capture_output=True, text=True, timeout=PATIENCE)
+        return len(answer.stdout.splitlines()) - 1  # the recorder of our own
+
+    def close(self):
+        self._recorder.kill()
+        self._recorder.wait()
+        self._drain.join(5)
+        self._recorder.stdout.close()
+        self._server.close()
+
+
+def synthesise(path, text, env, voice="en-us", speed=150, amplitude=100, silence=0.3):
+    """Writes a WAV file of a text spoken at `speed` words a minute, with silence (seconds) on both sides."""
+    command = ["espeak-ng", "-v", voice, "-s", str(speed), "-a", str(amplitude), "-w", str(path), text]
+    subprocess.run(command, env=env, check=True, timeout=PATIENCE)
+    with wave.open(str(path)) as spoken:
+        params, frames = spoken.getparams(), spoken.readframes(spoken.getnframes())
+    frames = frames[: (len(frames.rstrip(bytes(1))) + 1) & ~1]  # the synthesiser's own silence at the end
+    quiet = bytes(round(silence * params.framerate) * params.sampwidth * params.nchannels)
+    with wave.open(str(path), "wb") as padded:
+        padded.setparams(params)
+        padded.writeframes(quiet + frames + quiet)
+
+
+def write_silence(path, seconds, rate=16000):
+    """Writes a WAV file of digital silence."""
+    with wave.open(str(path), "wb") as quiet:
+        quiet.setparams((1, 2, rate, 0, "NONE", ""))
+        quiet.writeframes(bytes(2 * round(seconds * rate)))
