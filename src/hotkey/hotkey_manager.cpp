@@ -5,7 +5,7 @@
 #include "platform/keyboard_hook.h"
 
 #include <atomic>
-#include <chrono>
+#include <condition_variable>
 #include <future>
 #include <memory>
 #include <mutex>
@@ -23,6 +23,7 @@ HotkeyManager::Action onPress;
 HotkeyManager::Action onRelease;
 std::mutex callbackMutex; // guards both actions and every call of them
 std::atomic<bool> pressed{false};
+std::condition_variable released; // with callbackMutex, after `pressed` has been cleared
 std::atomic<bool> running{false};
 std::atomic<bool> hookInstalled{false};
 std::unique_ptr<platform::KeyboardHook> hook; // exists while hookThread does
@@ -37,6 +38,7 @@ bool handleKeyEvent(const platform::KeyEvent& event)
         const auto& action = decision.action == KeyAction::Press ? onPress : onRelease;
         if (action)
             action();
+        released.notify_all();
     }
     return decision.swallow;
 }
@@ -76,6 +78,7 @@ void setActions(HotkeyManager::Action press, HotkeyManager::Action release)
     onPress = std::move(press);
     onRelease = std::move(release);
     pressed = false;
+    released.notify_all();
 }
 
 } // namespace
@@ -107,6 +110,12 @@ bool HotkeyManager::start(const Hotkey& hotkey, Action press, Action release)
 bool HotkeyManager::startToggle(const Hotkey& hotkey, Action press)
 {
     return start(hotkey, std::move(press), {});
+}
+
+bool HotkeyManager::waitForRelease(std::chrono::milliseconds timeout)
+{
+    std::unique_lock lock(callbackMutex);
+    return released.wait_for(lock, timeout, [] { return !pressed; });
 }
 
 void HotkeyManager::stop()

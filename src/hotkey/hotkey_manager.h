@@ -2,6 +2,7 @@
 
 #include "hotkey/hotkey.h"
 
+#include <chrono>
 #include <functional>
 
 namespace quillo {
@@ -9,9 +10,9 @@ namespace quillo {
 /// Watches the keyboard for the activation hotkey on a thread of its own, the hook thread, and reports when it goes
 /// down and when it comes up. There is at most one hook in a process: all state is process-wide.
 ///
-/// The operations are called from one thread, the user-interface thread. Actions run on the hook thread while the
-/// whole desktop's keyboard waits: they must return quickly and must not call start, startToggle or stop. Once stop
-/// has returned, no action runs any more.
+/// The operations are called from one thread, the user-interface thread, unless they say otherwise. Actions run on the
+/// hook thread while the whole desktop's keyboard waits: they must return quickly and must not call start, startToggle
+/// or stop. Once stop has returned, no action runs any more.
 class HotkeyManager {
 public:
     using Action = std::function<void()>;
@@ -23,7 +24,10 @@ public:
     /// Toggle mode: as start, with nothing to run at the release.
     static bool startToggle(const Hotkey& hotkey, Action press);
 
-    /// Ends the hook thread and drops the actions. Does nothing more when no hook runs.
+    /// Waits until the hotkey is not held. False when it still is after the time. Any thread but the hook thread.
+    static bool waitForRelease(std::chrono::milliseconds timeout);
+
+    /// Ends the hook thread and drops the actions; the hotkey counts as released. Does nothing more when no hook runs.
     static void stop();
 };
 

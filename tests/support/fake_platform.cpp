@@ -1,6 +1,7 @@
 #include "support/fake_platform.h"
 
 #include "platform/clipboard.h"
+#include "platform/compositing.h"
 #include "platform/data_root.h"
 #include "platform/keyboard_hook.h"
 
@@ -36,6 +37,7 @@ struct FakePlatform::State {
     bool clipboardRefused = false;
     std::string clipboard;
     std::vector<std::string> pastes;
+    int pastesWithKeysDown = 0;
 };
 
 FakePlatform::FakePlatform()
@@ -150,6 +152,12 @@ std::vector<std::string> FakePlatform::pastes() const
     return state_->pastes;
 }
 
+int FakePlatform::pastesWithKeysDown() const
+{
+    const std::lock_guard lock(state_->mutex);
+    return state_->pastesWithKeysDown;
+}
+
 bool FakePlatform::waitForPastes(std::size_t count, std::chrono::milliseconds timeout) const
 {
     std::unique_lock lock(state_->mutex);
@@ -238,10 +246,9 @@ bool KeyboardHook::isDown(std::uint32_t virtualKey) const
     const State& state = system();
     const std::lock_guard lock(state.mutex);
     const auto anyDown = [&](std::initializer_list<std::uint32_t> keys) {
-        for (const auto key : keys) {
+        for (const auto key : keys)
             if (state.keysDown.contains(key))
                 return true;
-        }
         return false;
     };
     switch (virtualKey) {
@@ -278,10 +285,16 @@ void sendPasteShortcut()
     State& state = system();
     const std::lock_guard lock(state.mutex);
     state.pastes.push_back(state.clipboard);
+    state.pastesWithKeysDown += state.keysDown.empty() ? 0 : 1;
     state.changed.notify_all();
 }
 
 void settleClipboard() { }
+
+bool isCompositing()
+{
+    return true;
+}
 
 std::string dataRoot()
 {

@@ -41,6 +41,7 @@ public:
 
     void refuseClipboard(bool refuse);
     std::vector<std::string> pastes() const; ///< clipboard content at each paste shortcut
+    int pastesWithKeysDown() const; ///< how many shortcuts were sent while the user held a key
     /// Waits until so many pastes have been sent. False when they have not within the time.
     bool waitForPastes(std::size_t count, std::chrono::milliseconds timeout = std::chrono::seconds(60)) const;
 

@@ -47,6 +47,8 @@ struct TerminationRequests::Impl {
         disposition.sa_flags = SA_RESTART;
         for (std::size_t i = 0; i < watchedSignals.size(); ++i)
             sigaction(watchedSignals[i], &disposition, &before[i]);
+        // A peer that closed its connection is an error value where it is written to, not the end of the process.
+        std::signal(SIGPIPE, SIG_IGN);
     }
     ~Impl()
     {

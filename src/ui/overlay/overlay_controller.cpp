@@ -1,0 +1,104 @@
+#include "ui/overlay/overlay_controller.h"
+
+#include "ui/overlay/overlay_widget.h"
+#include "ui/overlay/placement.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+#include <QTimer>
+
+#include <chrono>
+
+namespace quillo {
+namespace {
+
+constexpr std::chrono::milliseconds pastedDuration(750);
+
+} // namespace
+
+struct OverlayController::Impl {
+    ui::OverlayWidget& neededWidget();
+    void hideLater();
+
+    float opacity = 0.9F;
+    std::unique_ptr<ui::OverlayWidget> widget;
+    std::unique_ptr<QTimer> hideTimer; // goes before the widget that it fades out
+};
+
+ui::OverlayWidget& OverlayController::Impl::neededWidget()
+{
+    if (!widget) {
+        widget = std::make_unique<ui::OverlayWidget>();
+        widget->setTargetOpacity(opacity);
+    }
+    return *widget;
+}
+
+void OverlayController::Impl::hideLater()
+{
+    if (!hideTimer) {
+        hideTimer = std::make_unique<QTimer>();
+        hideTimer->setSingleShot(true);
+        QObject::connect(hideTimer.get(), &QTimer::timeout, widget.get(), &ui::OverlayWidget::fadeOut);
+    }
+    hideTimer->start(pastedDuration);
+}
+
+OverlayController::OverlayController()
+    : impl_(std::make_unique<Impl>())
+{
+}
+
+OverlayController::~OverlayController() = default;
+
+void OverlayController::show()
+{
+    if (impl_->hideTimer)
+        impl_->hideTimer->stop();
+    impl_->neededWidget().fadeIn();
+}
+
+void OverlayController::placeAt(float fx, float fy)
+{
+    ui::OverlayWidget& widget = impl_->neededWidget();
+    if (const QScreen* screen = QGuiApplication::primaryScreen())
+        widget.move(ui::centredAt(screen->availableGeometry(), widget.size(), fx, fy));
+}
+
+void OverlayController::setState(OverlayState state)
+{
+    if (!impl_->widget)
+        return;
+    impl_->widget->setState(state);
+    if (state == OverlayState::Pasted)
+        impl_->hideLater();
+    else if (impl_->hideTimer)
+        impl_->hideTimer->stop(); // there is something new to see
+}
+
+void OverlayController::setText(const std::string& text)
+{
+    if (impl_->widget)
+        impl_->widget->setText(QString::fromStdString(text));
+}
+
+void OverlayController::showPasted()
+{
+    setText("✓ Pasted");
+    setState(OverlayState::Pasted);
+}
+
+void OverlayController::setLevel(int level)
+{
+    if (impl_->widget)
+        impl_->widget->setLevel(level);
+}
+
+void OverlayController::setOpacity(float opacity)
+{
+    impl_->opacity = opacity;
+    if (impl_->widget)
+        impl_->widget->setTargetOpacity(opacity);
+}
+
+} // namespace quillo

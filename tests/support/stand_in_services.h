@@ -1,0 +1,50 @@
+#pragma once
+
+#include "support/temporary_folder.h"
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace quillo::test {
+
+/// A server on loopback in the place of the remote services, which ends with this object (stand_in_services.py, where
+/// the answers are described). Needs python3, and openssl for TLS; throws std::runtime_error without them. One thread.
+class StandInServices {
+public:
+    struct Part {
+        std::string name;
+        std::string fileName;
+        std::string type;
+        std::string content;
+    };
+    struct Request {
+        std::string method;
+        std::string path;
+        std::map<std::string, std::string> headers; ///< names in lower case
+        std::vector<Part> parts; ///< of a form
+    };
+    enum class Transport { Plain, SelfSignedTls };
+
+    explicit StandInServices(Transport transport = Transport::Plain);
+    ~StandInServices();
+    StandInServices(const StandInServices&) = delete;
+    StandInServices& operator=(const StandInServices&) = delete;
+
+    std::string url(const std::string& path) const { return root_ + path; }
+
+    /// From now on, requests for the path get this answer, JSON; any other path is answered with 404.
+    void answer(const std::string& path, const std::string& json);
+
+    /// All requests that have arrived completely, in that order.
+    std::vector<Request> requests() const;
+
+private:
+    TemporaryFolder folder_;
+    std::map<std::string, std::string> answers_;
+    std::FILE* process_ = nullptr; ///< writes to the server's standard input
+    std::string root_;
+};
+
+} // namespace quillo::test

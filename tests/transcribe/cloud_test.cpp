@@ -1,0 +1,302 @@
+#include "transcribe/cloud_transcriber.h"
+
+#include "base/log.h"
+#include "support/stand_in_services.h"
+#include "transcribe/wav.h"
+
+#include <curl/curl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <tuple>
+
+namespace quillo {
+
+namespace {
+
+using test::StandInServices;
+using testing::HasSubstr;
+using testing::UnorderedElementsAre;
+
+using namespace std::chrono_literals;
+
+constexpr const char* secret = "sk-secret-key";
+
+/// What the callbacks said: text, provider, ok.
+using Reply = std::tuple<std::string, std::string, bool>;
+
+/// Gathers what callbacks report from their threads.
+template<typename Report> class Reports {
+public:
+    void add(Report report)
+    {
+        const std::lock_guard lock(mutex_);
+        reports_.push_back(std::move(report));
+        changed_.notify_all();
+    }
+
+    /// All reports, as soon as there are so many of them.
+    std::vector<Report> await(std::size_t count)
+    {
+        std::unique_lock lock(mutex_);
+        EXPECT_TRUE(changed_.wait_for(lock, 60s, [&] { return reports_.size() >= count; }));
+        return reports_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<Report> reports_;
+};
+
+template<typename Condition> bool eventually(Condition condition)
+{
+    for (const auto deadline = std::chrono::steady_clock::now() + 60s; std::chrono::steady_clock::now() < deadline;) {
+        if (condition())
+            return true;
+        std::this_thread::sleep_for(2ms);
+    }
+    return false;
+}
+
+std::string bytesOf(const std::vector<float>& samples)
+{
+    return {reinterpret_cast<const char*>(samples.data()), samples.size() * sizeof(float)};
+}
+
+std::vector<float> ramp(std::size_t count)
+{
+    std::vector<float> samples(count);
+    for (std::size_t i = 0; i < count; ++i)
+        samples[i] = static_cast<float>(i % 2000) / 1000.0F - 1.0F;
+    return samples;
+}
+
+/// All requests of a test must have ended before the next one begins, and no line of any may hold the key.
+class Cloud : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        verboseOutput = true; // no other thread exists now
+        testing::internal::CaptureStderr();
+    }
+
+    void TearDown() override
+    {
+        EXPECT_THAT(endRequests(), Not(HasSubstr(secret)));
+        verboseOutput = false;
+    }
+
+    /// What was logged. The transcriber is gone afterwards.
+    std::string endRequests()
+    {
+        transcriber_.reset();
+        EXPECT_TRUE(eventually([] { return !CurlRuntime::inUse(); }));
+        if (!isLogTaken_)
+            log_ = testing::internal::GetCapturedStderr();
+        isLogTaken_ = true;
+        return log_;
+    }
+
+    void transcribe(const std::vector<CloudProvider>& providers, const std::string& audio = bytesOf(ramp(100)))
+    {
+        transcriber_->setProviders(providers);
+        transcriber_->transcribeAsync(audio, [this](const std::string& text, const std::string& provider, bool ok) {
+            replies_.add({text, provider, ok});
+        });
+    }
+
+    StandInServices services_;
+    Reports<Reply> replies_;
+    Reports<bool> results_;
+    std::unique_ptr<CloudTranscriber> transcriber_ =
+        std::make_unique<CloudTranscriber>(CloudTimeouts{.transcription = 30s, .connectionTest = 30s});
+
+private:
+    bool isLogTaken_ = false;
+    std::string log_;
+};
+
+} // namespace
+
+TEST_F(Cloud, SendsTheRecordingAndTheModelAsAForm)
+{
+    struct Case {
+        const char* provider;
+        const char* model;
+        std::size_t samples;
+        std::size_t strayBytes;
+    };
+    // Nothing at all; an ordinary length; and enough for libcurl to ask before it sends, read in many pieces.
+    const std::vector<Case> cases{{"openai", "whisper-1", 0, 0}, {"mistral", "mistral-audio-latest", 16000, 3},
+        {"openai", "whisper-1", 900000, 0}};
+    services_.answer("/upload", R"({"body": "{\"text\": \"Hello\"}"})");
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const std::vector<float> samples = ramp(cases[i].samples);
+        transcribe({{cases[i].provider, secret, services_.url("/upload"), true}},
+            bytesOf(samples) + std::string(cases[i].strayBytes, 'x'));
+        ASSERT_EQ(replies_.await(i + 1).at(i), Reply("Hello", cases[i].provider, true));
+
+        const StandInServices::Request request = services_.requests().at(i);
+        EXPECT_EQ(request.method, "POST");
+        EXPECT_EQ(request.headers.at("authorization"), std::string("Bearer ") + secret);
+        ASSERT_EQ(request.parts.size(), 2U);
+        const auto& [file, model] = std::tie(request.parts[0], request.parts[1]);
+        EXPECT_EQ(std::tie(file.name, file.fileName, file.type), std::tuple("file", "audio.wav", "audio/wav"));
+        const std::vector<std::uint8_t> wav = encodeWav(samples.data(), samples.size());
+        EXPECT_TRUE(std::equal(wav.begin(), wav.end(), file.content.begin(), file.content.end(),
+            [](std::uint8_t a, char b) { return a == static_cast<std::uint8_t>(b); }));
+        EXPECT_EQ(std::tie(model.name, model.fileName, model.content), std::tuple("model", "", cases[i].model));
+    }
+}
+
+TEST_F(Cloud, ReportsEveryOutcomeOnce)
+{
+    struct Case {
+        const char* answer;
+        const char* text;
+        bool ok;
+    };
+    const std::vector<Case> cases{
+        {R"({"body": "{\"text\": \" a \\\"quote\\\"\\nand a line \u00fc\"}"})", " a \"quote\"\nand a line \xC3\xBC",
+            true},
+        {R"({"body": "{\"language\": \"en\"}"})", "", true},
+        {R"({"how": "no-length", "body": "{\"text\": \"in many pieces\"}", "chunk": 5})", "in many pieces", true},
+        {R"({"status": 401, "body": "{\"error\": {\"text\":\n\"wrong key\"}}"})",
+            "{\"error\": {\"text\":\n\"wrong key\"}}", false},
+        {R"({"status": 500, "body": "<h1>oops</h1>"})", "<h1>oops</h1>", false},
+        {R"({"status": 201, "body": "{\"text\": \"not 200\"}"})", "{\"text\": \"not 200\"}", false},
+        {R"({"status": 302, "headers": {"Location": "/0"}})", "", false},
+        {R"({"body": "\u0001\u0002 garbage \"text"})", "", true},
+        {R"({"how": "drop"})", curl_easy_strerror(CURLE_GOT_NOTHING), false},
+        {R"({"how": "short", "body": "{\"text\": \"cut off\"}"})", curl_easy_strerror(CURLE_PARTIAL_FILE), false},
+        {R"({"how": "long", "body": "{\"text\": \"once\"}"})", "once", true},
+    };
+    std::vector<CloudProvider> providers;
+    std::vector<Reply> expected;
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const std::string path = "/" + std::to_string(i);
+        services_.answer(path, cases[i].answer);
+        providers.push_back({"openai", secret, services_.url(path), true});
+        expected.emplace_back(cases[i].text, "openai", cases[i].ok);
+    }
+    // One that nobody answers, since the port has no listener.
+    providers.push_back({"mistral", secret, "http://127.0.0.1:1/", true});
+    expected.emplace_back(curl_easy_strerror(CURLE_COULDNT_CONNECT), "mistral", false);
+
+    transcribe(providers);
+    replies_.await(expected.size());
+    EXPECT_EQ(endRequests(), "");
+    EXPECT_THAT(replies_.await(expected.size()), testing::UnorderedElementsAreArray(expected));
+}
+
+TEST_F(Cloud, AsksOnlyEnabledProvidersThatItKnowsAndHasAKeyFor)
+{
+    services_.answer("/yes", R"({"body": "{\"text\": \"Hello\"}"})");
+    const std::string yes = services_.url("/yes");
+    const std::string no = services_.url("/no");
+    transcribe({{"openai", "", no, true}, {"openai", secret, no, false}, {"nobody", secret, no, true},
+        {"OpenAI", secret, no, true}, {"mistral", secret, yes, true}});
+    replies_.await(1);
+    endRequests();
+    EXPECT_THAT(replies_.await(1), UnorderedElementsAre(Reply("Hello", "mistral", true)));
+    EXPECT_EQ(services_.requests().size(), 1U);
+}
+
+TEST_F(Cloud, AsksAllProvidersAtTheSameTimeAndOutlivesItsOwner)
+{
+    // Neither upload is answered before the other has arrived, and not before a third request, made when the
+    // transcriber, the list and the recording are gone.
+    const char* heldBack = R"({"body": "{\"text\": \"Hello\"}", "after": 3})";
+    services_.answer("/openai", heldBack);
+    services_.answer("/mistral", heldBack);
+    transcribe(
+        {{"openai", secret, services_.url("/openai"), true}, {"mistral", secret, services_.url("/mistral"), true}});
+    ASSERT_TRUE(eventually([&] { return services_.requests().size() == 2; }));
+    transcriber_.reset();
+    EXPECT_TRUE(CurlRuntime::inUse());
+    CloudTranscriber().testConnection("openai", secret, services_.url("/third"), {});
+
+    replies_.await(2);
+    endRequests();
+    EXPECT_THAT(
+        replies_.await(2), UnorderedElementsAre(Reply("Hello", "openai", true), Reply("Hello", "mistral", true)));
+    EXPECT_EQ(services_.requests().size(), 3U);
+}
+
+TEST_F(Cloud, GivesUpWhenTheTimeIsOver)
+{
+    services_.answer("/stall", R"({"how": "stall"})");
+    services_.answer("/midway", R"({"how": "stall-midway", "body": "{\"text\": \"Hello\"}"})");
+    transcriber_ = std::make_unique<CloudTranscriber>(CloudTimeouts{.transcription = 1s, .connectionTest = 1s});
+    transcribe(
+        {{"openai", secret, services_.url("/stall"), true}, {"mistral", secret, services_.url("/midway"), true}});
+    transcriber_->testConnection("openai", secret, services_.url("/stall"), [this](bool ok) { results_.add(ok); });
+    EXPECT_THAT(replies_.await(2),
+        UnorderedElementsAre(Reply(curl_easy_strerror(CURLE_OPERATION_TIMEDOUT), "openai", false),
+            Reply(curl_easy_strerror(CURLE_OPERATION_TIMEDOUT), "mistral", false)));
+    EXPECT_EQ(results_.await(1), std::vector{false});
+    EXPECT_EQ(endRequests(),
+        "[Quillo] Cloud test openai: " + std::string(curl_easy_strerror(CURLE_OPERATION_TIMEDOUT)) + "\n");
+    EXPECT_EQ(CloudTimeouts().transcription, 30s);
+    EXPECT_EQ(CloudTimeouts().connectionTest, 10s);
+}
+
+TEST_F(Cloud, TrustsNoCertificateThatNobodyVouchesFor)
+{
+    StandInServices impostor(StandInServices::Transport::SelfSignedTls);
+    impostor.answer("/", R"({"body": "{\"text\": \"Hello\"}"})");
+    transcribe({{"openai", secret, impostor.url("/"), true}});
+    EXPECT_EQ(replies_.await(1).at(0), Reply(curl_easy_strerror(CURLE_PEER_FAILED_VERIFICATION), "openai", false));
+    EXPECT_TRUE(impostor.requests().empty());
+}
+
+TEST_F(Cloud, TestsAKeyByTheStatusAlone)
+{
+    struct Case {
+        const char* answer;
+        bool ok;
+        const char* logged;
+    };
+    const std::vector<Case> cases{
+        {R"({"body": "garbage"})", true, "HTTP 200"},
+        {R"({"status": 401, "body": "{\"data\": []}"})", false, "HTTP 401"},
+        {R"({"status": 302, "headers": {"Location": "/0"}})", false, "HTTP 302"},
+        {R"({"how": "drop"})", false, curl_easy_strerror(CURLE_GOT_NOTHING)},
+    };
+    std::string expected;
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const std::string path = "/" + std::to_string(i);
+        services_.answer(path, cases[i].answer);
+        transcriber_->testConnection("mistral", secret, services_.url(path), [this](bool ok) { results_.add(ok); });
+        ASSERT_EQ(results_.await(i + 1).at(i), cases[i].ok) << cases[i].answer;
+        expected += std::string("[Quillo] Cloud test mistral: ") + cases[i].logged + "\n";
+
+        const StandInServices::Request request = services_.requests().at(i);
+        EXPECT_EQ(std::tie(request.method, request.path), std::tie("GET", path));
+        EXPECT_EQ(request.headers.at("authorization"), std::string("Bearer ") + secret);
+    }
+    transcriber_->testConnection("nobody", secret, [this](bool ok) { results_.add(ok); });
+    EXPECT_FALSE(results_.await(cases.size() + 1).back());
+    expected += "[Quillo] Cloud test nobody: " + std::string(curl_easy_strerror(CURLE_URL_MALFORMAT)) + "\n";
+    EXPECT_EQ(endRequests(), expected);
+}
+
+TEST_F(Cloud, AnEmptyKeyFailsAtOnceAndWithoutARequest)
+{
+    std::thread::id thread;
+    transcriber_->testConnection("openai", "", services_.url("/"), [&](bool ok) {
+        EXPECT_FALSE(ok);
+        thread = std::this_thread::get_id();
+    });
+    EXPECT_EQ(thread, std::this_thread::get_id());
+    transcriber_->testConnection("openai", "", {});
+    EXPECT_EQ(endRequests(), "");
+    EXPECT_TRUE(services_.requests().empty());
+}
+
+} // namespace quillo

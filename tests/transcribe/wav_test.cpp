@@ -1,0 +1,89 @@
+#include "transcribe/wav.h"
+
+#include "support/temporary_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <limits>
+#include <string>
+
+namespace quillo {
+
+namespace {
+
+std::string output(const std::string& command)
+{
+    std::string text;
+    std::FILE* pipe = popen(command.c_str(), "r");
+    std::array<char, 4096> buffer{};
+    while (const std::size_t length = std::fread(buffer.data(), 1, buffer.size(), pipe))
+        text.append(buffer.data(), length);
+    EXPECT_EQ(pclose(pipe), 0) << command;
+    return text;
+}
+
+constexpr float infinity = std::numeric_limits<float>::infinity();
+
+struct Sample {
+    float value;
+    std::int16_t code;
+};
+
+const std::vector<Sample> table{
+    {0.0F, 0}, {1.0F, 32767}, {-1.0F, -32767}, {1.5F, 32767}, {-3.0F, -32767}, {infinity, 32767}, {-infinity, -32767},
+    {0.5F, 16383}, {-0.5F, -16383}, {0.99999F, 32766}, {-0.99999F, -32766}, {2e-5F, 0}, {-2e-5F, 0},
+    {3.0518509e-05F, 1}, // 0.999999999 in double precision, 1 in single
+};
+
+} // namespace
+
+TEST(Wav, WritesTheHeaderByteByByte)
+{
+    const std::vector<float> samples(0x012345);
+    const std::vector<std::uint8_t> wav = encodeWav(samples.data(), samples.size());
+    ASSERT_EQ(wav.size(), 44 + 2 * samples.size());
+    const std::vector<std::uint8_t> expected{'R', 'I', 'F', 'F', 0xAE, 0x46, 0x02, 0x00, 'W', 'A', 'V',
+        'E', // 36 + 2 * 0x012345
+        'f', 'm', 't', ' ', 16, 0, 0, 0, 1, 0, 1, 0, 0x80, 0x3E, 0, 0, 0x00, 0x7D, 0, 0, 2, 0, 16, 0, //
+        'd', 'a', 't', 'a', 0x8A, 0x46, 0x02, 0x00};
+    EXPECT_EQ(std::vector(wav.begin(), wav.begin() + 44), expected);
+
+    const std::vector<std::uint8_t> empty = encodeWav(nullptr, 0);
+    ASSERT_EQ(empty.size(), 44U);
+    EXPECT_EQ(empty[4], 36);
+    EXPECT_EQ(std::vector(empty.begin() + 40, empty.end()), std::vector<std::uint8_t>(4));
+}
+
+TEST(Wav, AnotherProgramReadsTheSameSamples)
+{
+    // The table over and over, to cross the boundaries of whatever blocks the encoder works in.
+    std::vector<float> samples;
+    std::string expected;
+    for (std::size_t i = 0; i < 16000; ++i) {
+        const Sample& sample = table[i % table.size()];
+        samples.push_back(sample.value);
+        expected += static_cast<char>(sample.code & 0xFF);
+        expected += static_cast<char>(sample.code >> 8);
+    }
+    const std::vector<std::uint8_t> wav = encodeWav(samples.data(), samples.size());
+    EXPECT_EQ(wav.size(), 32044U);
+
+    const test::TemporaryFolder folder;
+    const std::string path = (folder.path() / "audio.wav").string();
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(wav.data()), 32044);
+    EXPECT_EQ(output("for what in t r c b e s; do sox --info -$what '" + path + "'; done"),
+        "wav\n16000\n1\n16\nSigned Integer PCM\n16000\n");
+    EXPECT_TRUE(output("sox '" + path + "' -t s16 -") == expected);
+}
+
+TEST(Wav, TurnsWhatIsNotANumberIntoSomeValidSample)
+{
+    const float sample = std::numeric_limits<float>::quiet_NaN();
+    const std::vector<std::uint8_t> wav = encodeWav(&sample, 1);
+    EXPECT_EQ(static_cast<std::int16_t>(wav[44] | wav[45] << 8), -32767);
+}
+
+} // namespace quillo

@@ -1,0 +1,295 @@
+#include "ui/overlay/overlay_controller.h"
+#include "ui/overlay/overlay_widget.h"
+#include "ui/overlay/placement.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QPropertyAnimation>
+#include <QScreen>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace quillo {
+namespace {
+
+using ui::OverlayWidget;
+
+constexpr int patience = 20'000; // ms
+constexpr int longerThanPasted = 1'200; // ms: 750 shown and 200 fading, and some more
+
+OverlayWidget* findWidget()
+{
+    for (QWidget* widget : QApplication::topLevelWidgets())
+        if (auto* const overlay = qobject_cast<OverlayWidget*>(widget))
+            return overlay;
+    return nullptr;
+}
+
+QImage picture(OverlayWidget& widget)
+{
+    QImage image(widget.size(), QImage::Format_ARGB32);
+    image.fill(Qt::transparent);
+    widget.render(&image, {}, {}, QWidget::DrawChildren);
+    return image;
+}
+
+// Storing with premultiplied alpha costs a little precision.
+bool alike(const QColor& a, const QColor& b, int tolerance = 2)
+{
+    return std::abs(a.red() - b.red()) <= tolerance && std::abs(a.green() - b.green()) <= tolerance
+        && std::abs(a.blue() - b.blue()) <= tolerance && std::abs(a.alpha() - b.alpha()) <= tolerance;
+}
+
+const QColor recordingColor("#7c6aef");
+
+struct StateLook {
+    int state;
+    QColor background;
+    QColor accent;
+};
+
+void PrintTo(const StateLook& look, std::ostream* out)
+{
+    *out << "state " << look.state;
+}
+
+class OverlayColors : public testing::TestWithParam<StateLook> { };
+
+TEST_P(OverlayColors, BelongToTheState)
+{
+    const StateLook& look = GetParam();
+    OverlayWidget widget;
+    widget.setState(OverlayState::Error);
+    widget.setState(static_cast<OverlayState>(look.state));
+    const QImage image = picture(widget);
+
+    EXPECT_TRUE(alike(image.pixelColor(100, 6), look.background)) << image.pixelColor(100, 6).name().toStdString();
+    // Three quarters of the outermost row are covered by the outline.
+    QColor edge = look.accent;
+    edge.setAlpha(191);
+    EXPECT_TRUE(alike(image.pixelColor(100, 0), edge)) << image.pixelColor(100, 0).name().toStdString();
+    EXPECT_EQ(image.pixelColor(0, 0).alpha(), 0);
+    const bool dot = !alike(image.pixelColor(183, 28), look.background);
+    EXPECT_EQ(dot, look.state == 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(States, OverlayColors,
+    testing::Values(StateLook{0, QColor(0x1a, 0x1b, 0x2e, 230), "#363750"},
+        StateLook{1, QColor(0x1e, 0x19, 0x3c, 240), "#7c6aef"}, StateLook{2, QColor(0x1a, 0x1b, 0x2e, 230), "#363750"},
+        StateLook{3, QColor(0x1a, 0x3a, 0x2a, 240), "#4ade80"}, StateLook{4, QColor(0x2a, 0x15, 0x15, 240), "#f87171"},
+        StateLook{77, QColor(0x1a, 0x1b, 0x2e, 230), "#363750"}));
+
+// How far the level bar reaches to the right of its left end, in pixels; it lies 3 to 5 pixels above the lower edge.
+int barWidth(OverlayWidget& widget)
+{
+    const QImage image = picture(widget);
+    int end = 20; // right of the outline
+    while (alike(image.pixelColor(end, 51), recordingColor, 6))
+        ++end;
+    return end == 20 ? 0 : end - 11;
+}
+
+TEST(Overlay, LevelBarIsProportionalAndClamped)
+{
+    struct Case {
+        int level;
+        int width;
+    };
+    OverlayWidget widget;
+    widget.setState(OverlayState::Listening);
+    for (const auto& [level, width] :
+        {Case{-3, 0}, Case{0, 0}, Case{10, 17}, Case{40, 71}, Case{50, 89}, Case{100, 178}, Case{150, 178}}) {
+        widget.setLevel(level);
+        EXPECT_NEAR(barWidth(widget), width, 2) << "level " << level;
+    }
+    widget.setState(OverlayState::Listening);
+    EXPECT_NEAR(barWidth(widget), 178, 2);
+    widget.setState(OverlayState::Processing);
+    EXPECT_EQ(barWidth(widget), 0);
+    widget.setState(OverlayState::Listening);
+    EXPECT_EQ(barWidth(widget), 0) << "the next recording starts in silence";
+}
+
+TEST(Overlay, DotPulsesWhileListening)
+{
+    OverlayWidget widget;
+    widget.setState(OverlayState::Listening);
+    const QColor first = picture(widget).pixelColor(183, 28);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !alike(picture(widget).pixelColor(183, 28), first, 20); }, patience));
+}
+
+TEST(Overlay, PillGrowsWithTheTextAndDoesNotShrink)
+{
+    OverlayWidget widget;
+    EXPECT_EQ(widget.size(), QSize(200, 56));
+    widget.setText("Listening...");
+    EXPECT_EQ(widget.size(), QSize(200, 56));
+    widget.setText(QString("a text of very many words ").repeated(10));
+    const int grown = widget.width();
+    EXPECT_GT(grown, 200);
+    widget.setText("short");
+    EXPECT_EQ(widget.size(), QSize(grown, 56));
+
+    OverlayWidget fixed;
+    fixed.setFixedWidth(200);
+    fixed.setText(QString("a text of very many words ").repeated(10));
+    EXPECT_EQ(fixed.size(), QSize(200, 56));
+}
+
+TEST(Overlay, ManyLevelsAreOneRepaint)
+{
+    struct PaintCounter : QObject {
+        bool eventFilter(QObject*, QEvent* event) override
+        {
+            paints += event->type() == QEvent::Paint;
+            return false;
+        }
+        int paints = 0;
+    } counter;
+    OverlayWidget widget;
+    widget.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&widget, patience));
+    QApplication::processEvents();
+    widget.installEventFilter(&counter);
+    for (int i = 0; i < 1000; ++i)
+        widget.setLevel(i % 100);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return counter.paints > 0; }, patience));
+    EXPECT_LE(counter.paints, 2);
+}
+
+TEST(Overlay, IsOutOfTheUsersWay)
+{
+    const OverlayWidget widget;
+    EXPECT_EQ(widget.windowFlags(),
+        Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus
+            | Qt::WindowTransparentForInput | Qt::X11BypassWindowManagerHint);
+    EXPECT_TRUE(widget.testAttribute(Qt::WA_TranslucentBackground));
+    EXPECT_TRUE(widget.testAttribute(Qt::WA_ShowWithoutActivating));
+}
+
+TEST(OverlayPlacement, CentresInTheAvailableArea)
+{
+    struct Case {
+        QRect available;
+        QSize size;
+        float fx;
+        float fy;
+        QPoint expected;
+    };
+    const Case cases[] = {
+        {{0, 0, 1920, 1080}, {200, 56}, 0.5F, 0.1F, {860, 80}},
+        {{1920, 27, 1366, 741}, {200, 56}, 0.5F, 0.1F, {2503, 73}}, // a second screen under a panel
+        {{-1280, -200, 1280, 1024}, {233, 56}, 0.5F, 0.1F, {-756, -126}}, // halves are rounded down
+        {{0, 0, 1001, 99}, {200, 56}, 0.5F, 0.1F, {400, -19}},
+        {{10, 20, 800, 600}, {200, 56}, 0.0F, 1.0F, {-90, 592}},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(ui::centredAt(c.available, c.size, c.fx, c.fy), c.expected)
+            << c.expected.x() << ", " << c.expected.y();
+}
+
+class OverlayControl : public testing::Test {
+protected:
+    // What the engine does when a recording opens.
+    void open()
+    {
+        controller.placeAt(0.5F, 0.1F);
+        controller.show();
+        controller.setState(OverlayState::Listening);
+        controller.setText("Listening...");
+    }
+    static double opacity() { return findWidget()->windowOpacity(); }
+    static bool fadesTo(double value)
+    {
+        const auto* const fade = findWidget()->findChild<QPropertyAnimation*>();
+        return QTest::qWaitFor([&] { return fade->state() == QAbstractAnimation::Stopped; }, patience)
+            && std::abs(opacity() - value) < 0.01;
+    }
+
+    OverlayController controller;
+};
+
+TEST_F(OverlayControl, DoesNothingUntilNeeded)
+{
+    controller.setState(OverlayState::Listening);
+    controller.setText("text");
+    controller.showPasted();
+    controller.setLevel(50);
+    EXPECT_EQ(findWidget(), nullptr);
+    controller.placeAt(0.5F, 0.1F);
+    ASSERT_NE(findWidget(), nullptr);
+    EXPECT_FALSE(findWidget()->isVisible());
+}
+
+TEST_F(OverlayControl, FirstDictationShowsThePillCentred)
+{
+    open();
+    const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
+    const QRect pill = findWidget()->geometry();
+    EXPECT_TRUE(findWidget()->isVisible());
+    EXPECT_EQ(pill.x() + pill.width() / 2, available.x() + available.width() / 2);
+    EXPECT_EQ(pill.y() + pill.height() / 2, available.y() + available.height() / 10);
+    EXPECT_TRUE(fadesTo(0.9));
+}
+
+TEST_F(OverlayControl, RemembersTheOpacityForTheFirstShow)
+{
+    controller.setOpacity(0.5F);
+    open();
+    EXPECT_LT(opacity(), 0.1);
+    EXPECT_TRUE(fadesTo(0.5));
+    controller.setOpacity(0.7F);
+    EXPECT_NEAR(opacity(), 0.7, 0.01);
+    controller.show();
+    EXPECT_LT(opacity(), 0.1);
+    EXPECT_TRUE(fadesTo(0.7));
+}
+
+TEST_F(OverlayControl, PastedStaysAWhileThenHides)
+{
+    open();
+    ASSERT_TRUE(fadesTo(0.9));
+    QElapsedTimer shown;
+    shown.start();
+    controller.showPasted();
+    EXPECT_EQ(findWidget()->findChild<QLabel*>()->text(), "\u2713 Pasted");
+    ASSERT_TRUE(QTest::qWaitFor([] { return opacity() < 0.85; }, patience));
+    EXPECT_GE(shown.elapsed(), 700); // timers may be early by a twentieth
+    ASSERT_TRUE(QTest::qWaitFor([] { return !findWidget()->isVisible(); }, patience));
+    EXPECT_NEAR(opacity(), 0, 0.01);
+
+    open();
+    EXPECT_TRUE(fadesTo(0.9));
+    EXPECT_TRUE(findWidget()->isVisible());
+}
+
+TEST_F(OverlayControl, ShowDuringFadeOutCancelsIt)
+{
+    open();
+    ASSERT_TRUE(fadesTo(0.9));
+    controller.showPasted();
+    ASSERT_TRUE(QTest::qWaitFor([] { return opacity() < 0.85; }, patience));
+    ASSERT_TRUE(findWidget()->isVisible());
+    open();
+    EXPECT_FALSE(QTest::qWaitFor([] { return !findWidget()->isVisible(); }, longerThanPasted));
+    EXPECT_NEAR(opacity(), 0.9, 0.01);
+}
+
+TEST_F(OverlayControl, SoonAfterASuccessTheNextRecordingAndItsErrorStay)
+{
+    open();
+    controller.showPasted();
+    open();
+    controller.setState(OverlayState::Error);
+    controller.setText("No audio captured");
+    ASSERT_TRUE(fadesTo(0.9));
+    EXPECT_FALSE(QTest::qWaitFor([] { return opacity() < 0.85; }, longerThanPasted));
+    EXPECT_TRUE(findWidget()->isVisible());
+    EXPECT_EQ(findWidget()->findChild<QLabel*>()->text(), "No audio captured");
+}
+
+} // namespace
+} // namespace quillo
