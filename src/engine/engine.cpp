@@ -51,6 +51,16 @@ void Engine::setLocalTranscriber(WhisperTranscriber* transcriber)
     impl_->localTranscriber = transcriber;
 }
 
+void Engine::setCloudTranscriber(CloudTranscriber* transcriber)
+{
+    impl_->cloudTranscriber = transcriber;
+}
+
+void Engine::setOverlay(OverlayController* overlay)
+{
+    impl_->overlay = overlay;
+}
+
 void Engine::setToggleMode(bool toggleMode)
 {
     impl_->toggleMode = toggleMode;
@@ -59,6 +69,12 @@ void Engine::setToggleMode(bool toggleMode)
 void Engine::setMaxDurationSeconds(int seconds)
 {
     impl_->maxDurationSeconds = seconds > 0 ? seconds : defaultMaxDurationSeconds;
+}
+
+void Engine::setTranscriptionSource(const std::string& source)
+{
+    const std::lock_guard lock(impl_->sourceMutex);
+    impl_->transcriptionSource = source;
 }
 
 void Engine::setHotkey(const std::string& hotkeyText)

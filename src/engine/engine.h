@@ -7,10 +7,13 @@
 namespace quillo {
 
 class AudioCapture;
+class CloudTranscriber;
+class OverlayController;
 class WhisperTranscriber;
 
-/// Runs the dictation cycle: arms the hotkey, records while it asks for it, turns the recording into text, and delivers
-/// the text to the focused application and to a callback.
+/// Runs the dictation cycle: arms the hotkey, records while it asks for it, turns the recording into text on this
+/// machine or in the cloud, delivers the text to the focused application and to a callback, and shows on the overlay
+/// how it goes.
 ///
 /// All operations are called on the user-interface thread, whose event loop must run: the hotkey's start of a recording
 /// is posted to it. The collaborators are not owned and must outlive stop(); each may be null, and the steps that need
@@ -24,6 +27,8 @@ public:
 
     void setAudioCapture(AudioCapture* audioCapture);
     void setLocalTranscriber(WhisperTranscriber* transcriber);
+    void setCloudTranscriber(CloudTranscriber* transcriber);
+    void setOverlay(OverlayController* overlay);
 
     /// Whether each press of the hotkey starts or ends a recording (true), or holding it records (false, the initial
     /// value). Takes effect at the next start or restartHotkey.
@@ -32,6 +37,10 @@ public:
     /// When a recording that is held open is closed by itself. 0 and less stand for 300 s, the initial value. Also
     /// affects a recording that is open.
     void setMaxDurationSeconds(int seconds);
+
+    /// Which recognition is tried first: "openai" and "mistral" mean the cloud, anything else, such as the initial
+    /// "local", this machine. The other kind is tried when the first yields no text. Read at the end of a recording.
+    void setTranscriptionSource(const std::string& source);
 
     /// The hotkey as text, initially "Ctrl+Shift+Space". Takes effect at the next start or restartHotkey.
     void setHotkey(const std::string& hotkeyText);

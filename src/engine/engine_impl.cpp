@@ -1,12 +1,18 @@
 #include "engine/engine_impl.h"
 
 #include "audio/audio_capture.h"
+#include "audio/level.h"
 #include "base/log.h"
+#include "engine/cloud_attempt.h"
+#include "hotkey/hotkey_manager.h"
 #include "output/text_injector.h"
+#include "transcribe/cloud_transcriber.h"
 #include "transcribe/whisper_transcriber.h"
+#include "ui/overlay/overlay_controller.h"
 
 #include <QCoreApplication>
 #include <QMetaObject>
+#include <QThread>
 
 #include <algorithm>
 #include <chrono>
@@ -21,6 +27,8 @@ using namespace std::chrono_literals;
 constexpr int samplesPerSecond = 16000;
 constexpr int longestReservationSeconds = 3600; // bounds the address space taken for a very long limit
 constexpr auto watchdogPeriod = 500ms;
+constexpr auto holdCheckPeriod = 100ms; // how late a paste notices that the limit has closed the held recording
+constexpr auto cloudPatience = 30s; // for the first answer, whatever it is
 
 // Without surrounding blanks; text made only of blanks stays as it is.
 std::string trimmed(const std::string& text)
@@ -33,6 +41,36 @@ std::string trimmed(const std::string& text)
 }
 
 } // namespace
+
+// To the user-interface thread.
+template<typename Action> void Engine::Impl::post(Action action)
+{
+    QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(action), Qt::QueuedConnection);
+}
+
+// In the order of the calls: at once on the user-interface thread, posted from any other.
+template<typename Action> void Engine::Impl::onOverlay(Action action)
+{
+    if (!overlay)
+        return;
+    if (QThread::currentThread() == QCoreApplication::instance()->thread()) {
+        action(*overlay);
+    } else {
+        post([self = shared_from_this(), action = std::move(action)] {
+            if (self->overlay)
+                action(*self->overlay);
+        });
+    }
+}
+
+// What becomes of a closed recording is not shown over a newer one that is open.
+template<typename Action> void Engine::Impl::onOverlayUnlessRecording(Action action)
+{
+    onOverlay([this, action](OverlayController& shown) {
+        if (!recording)
+            action(shown);
+    });
+}
 
 void Engine::Impl::pushPress()
 {
@@ -55,9 +93,27 @@ void Engine::Impl::togglePress()
 
 void Engine::Impl::postStart()
 {
-    QMetaObject::invokeMethod(
-        QCoreApplication::instance(), [self = shared_from_this(), press = ++lastPress] { self->startRecording(press); },
-        Qt::QueuedConnection);
+    post([self = shared_from_this(), press = ++lastPress] { self->startRecording(press); });
+}
+
+void Engine::Impl::showProgress(OverlayState state, const char* text)
+{
+    onOverlayUnlessRecording([=](OverlayController& shown) {
+        shown.setState(state);
+        shown.setText(text);
+    });
+}
+
+// Levels come whether or not the screen keeps up: one posted update at a time, which shows the latest.
+void Engine::Impl::showLevel(int level)
+{
+    latestLevel = level;
+    if (levelPosted.exchange(true))
+        return;
+    onOverlay([this](OverlayController& shown) {
+        levelPosted = false;
+        shown.setLevel(latestLevel);
+    });
 }
 
 void Engine::Impl::requestStop()
@@ -99,6 +155,12 @@ void Engine::Impl::startRecording(std::uint64_t press)
 void Engine::Impl::openRecording(std::uint64_t press)
 {
     logMessage("[Quillo] Starting recording...\n");
+    onOverlay([](OverlayController& shown) {
+        shown.placeAt(0.5F, 0.1F);
+        shown.show();
+        shown.setState(OverlayState::Listening);
+        shown.setText("Listening...");
+    });
     {
         const std::lock_guard lock(samplesMutex);
         samples.clear();
@@ -121,8 +183,12 @@ void Engine::Impl::consumeSamples(const float* block, std::size_t count)
 {
     if (!recording)
         return;
-    const std::lock_guard lock(samplesMutex);
-    samples.insert(samples.end(), block, block + count);
+    {
+        const std::lock_guard lock(samplesMutex);
+        samples.insert(samples.end(), block, block + count);
+    }
+    if (overlay && count > 0)
+        showLevel(blockLevel(block, count));
 }
 
 void Engine::Impl::watchdogLoop(std::uint64_t press)
@@ -201,13 +267,32 @@ void Engine::Impl::waitForStopSequences()
 void Engine::Impl::finish(const std::vector<float>& recorded)
 {
     logMessage("[Quillo] Stopping recording...\n");
+    showProgress(OverlayState::Processing, "Processing...");
     logMessage("[Quillo] Captured %zu samples (%.1f seconds)\n", recorded.size(),
         static_cast<double>(static_cast<float>(recorded.size()) / static_cast<float>(samplesPerSecond)));
-    if (recorded.empty())
+    if (recorded.empty()) {
+        showProgress(OverlayState::Error, "No audio captured");
         return;
-    std::string text;
-    if (tryLocal(recorded, text))
+    }
+    const std::string text = recognise(recorded);
+    if (text.empty())
+        showProgress(OverlayState::Error, "Could not transcribe");
+    else
         deliver(trimmed(text));
+}
+
+std::string Engine::Impl::recognise(const std::vector<float>& recorded)
+{
+    std::unique_lock lock(sourceMutex);
+    const std::string source = transcriptionSource;
+    lock.unlock();
+
+    std::string text;
+    if (source == "openai" || source == "mistral")
+        tryCloud(recorded, source, text) || tryLocal(recorded, text);
+    else
+        tryLocal(recorded, text) || tryCloud(recorded, source, text);
+    return text;
 }
 
 bool Engine::Impl::tryLocal(const std::vector<float>& recorded, std::string& text)
@@ -220,11 +305,29 @@ bool Engine::Impl::tryLocal(const std::vector<float>& recorded, std::string& tex
     return !text.empty();
 }
 
+bool Engine::Impl::tryCloud(const std::vector<float>& recorded, const std::string& source, std::string& text)
+{
+    if (!cloudTranscriber)
+        return false;
+    logMessage("[Quillo] Trying cloud transcription (%s)...\n", source.c_str());
+    const auto attempt = std::make_shared<CloudAttempt>();
+    cloudTranscriber->transcribeAsync(
+        std::string(reinterpret_cast<const char*>(recorded.data()), recorded.size() * sizeof(float)),
+        [attempt](
+            const std::string& reply, const std::string& /*provider*/, bool ok) { attempt->complete(reply, ok); });
+    text = attempt->waitFor(cloudPatience);
+    return !text.empty();
+}
+
 void Engine::Impl::deliver(const std::string& text)
 {
+    // While the user holds the hotkey for the next recording, the keys of the shortcut would mix with it: the paste
+    // would fail, and its key-up would end that recording.
+    while (lastPress > pressesOver && !HotkeyManager::waitForRelease(holdCheckPeriod)) { }
     TextInjector::paste(text);
     if (onTranscription)
         onTranscription(text);
+    onOverlayUnlessRecording([](OverlayController& shown) { shown.showPasted(); });
 }
 
 } // namespace quillo

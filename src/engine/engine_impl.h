@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/engine.h"
+#include "ui/overlay/overlay_state.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -18,9 +19,13 @@ namespace quillo {
 struct Engine::Impl : std::enable_shared_from_this<Impl> {
     AudioCapture* audioCapture = nullptr;
     WhisperTranscriber* localTranscriber = nullptr;
+    CloudTranscriber* cloudTranscriber = nullptr;
+    OverlayController* overlay = nullptr; ///< called on the user-interface thread only
     std::atomic<bool> recording{false}; ///< a recording is open: samples are accepted
     bool toggleMode = false;
     std::atomic<std::int32_t> maxDurationSeconds{300};
+    std::string transcriptionSource{"local"};
+    std::mutex sourceMutex; ///< guards transcriptionSource
     std::string hotkeyText{"Ctrl+Shift+Space"};
     std::function<void(const std::string&)> onTranscription;
 
@@ -32,6 +37,9 @@ struct Engine::Impl : std::enable_shared_from_this<Impl> {
     std::mutex captureMutex;
     std::uint64_t recordingPress = 0; ///< number of the hotkey press that opened the last recording
     std::uint64_t stopsBegun = 0; ///< recordings closed so far
+
+    std::atomic<int> latestLevel{0}; ///< of the open recording, 0 to 100
+    std::atomic<bool> levelPosted{false}; ///< a posted update will show the latest level
 
     std::mutex stopMutex; ///< held by the one stop sequence that runs; guards stopsDone
     std::condition_variable stopTurn;
@@ -70,6 +78,11 @@ private:
         std::uint64_t turn; ///< how many stop sequences come before this one
     };
 
+    template<typename Action> void post(Action action);
+    template<typename Action> void onOverlay(Action action);
+    template<typename Action> void onOverlayUnlessRecording(Action action);
+    void showProgress(OverlayState state, const char* text);
+    void showLevel(int level);
     void postStart();
     void requestStop();
     void startStopThread(std::uint64_t upToPress);
@@ -80,7 +93,9 @@ private:
     void watchdogLoop(std::uint64_t press);
     void finishInTurn(const ClosedRecording& closed);
     void finish(const std::vector<float>& recorded);
+    std::string recognise(const std::vector<float>& recorded);
     bool tryLocal(const std::vector<float>& recorded, std::string& text);
+    bool tryCloud(const std::vector<float>& recorded, const std::string& source, std::string& text);
     void deliver(const std::string& text);
 };
 

@@ -1,137 +1,14 @@
-#include "engine/engine.h"
+#include "engine/engine_fixture.h"
 
-#include "audio/audio_capture.h"
-#include "base/log.h"
-#include "support/fake_platform.h"
-#include "support/fake_portaudio.h"
-#include "support/speech.h"
-#include "transcribe/whisper_transcriber.h"
-
-#include <QCoreApplication>
-
-#include <gmock/gmock.h>
-
-#include <array>
-#include <chrono>
-#include <mutex>
 #include <random>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace quillo {
 namespace {
 
-using namespace std::chrono_literals;
+using namespace test;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-namespace vk = platform::vk;
-
-// What the small test model recognises without fail.
-constexpr std::array sentences{"hello world", "one two three four five", "good morning team"};
-
-const std::vector<float>& spoken(std::size_t sentence)
-{
-    static std::array<std::vector<float>, sentences.size()> recordings;
-    if (recordings[sentence].empty())
-        recordings[sentence] = test::speak(sentences[sentence]);
-    return recordings[sentence];
-}
-
-int occurrences(const std::string& text, const std::string& part)
-{
-    int count = 0;
-    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size()))
-        ++count;
-    return count;
-}
-
-/// The engine with its real collaborators, a keyboard to press and a microphone to speak into. The test's thread is the
-/// user-interface thread; its event loop runs only inside waitFor().
-class EngineTest : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        sound_.reset();
-        system_.reset();
-        capture_ = std::make_unique<AudioCapture>();
-        engine_.setAudioCapture(capture_.get());
-        engine_.setLocalTranscriber(&transcriber_);
-        engine_.setOnTranscription([this](const std::string& text) {
-            const std::lock_guard lock(mutex_);
-            delivered_.push_back(text);
-        });
-        testing::internal::CaptureStderr();
-        verboseOutput = true;
-    }
-
-    void TearDown() override
-    {
-        engine_.stop();
-        verboseOutput = false;
-        testing::internal::GetCapturedStderr();
-        EXPECT_EQ(sound_.openStreams(), 0U) << "the microphone was left open";
-    }
-
-    void loadModel() { ASSERT_TRUE(transcriber_.loadModel(QUILLO_TEST_DATA_DIR "/ggml-mini.bin")); }
-
-    template<typename Condition> bool waitFor(Condition condition)
-    {
-        const auto deadline = std::chrono::steady_clock::now() + 60s;
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > deadline)
-                return false;
-            QCoreApplication::processEvents();
-            std::this_thread::sleep_for(1ms);
-        }
-        return true;
-    }
-
-    bool waitForMicrophone(bool running)
-    {
-        return waitFor([&] { return sound_.runningStreams() == (running ? 1U : 0U); });
-    }
-
-    bool waitForDelivered(std::size_t count)
-    {
-        return waitFor([&] { return delivered().size() == count; });
-    }
-
-    void pressHotkey() { system_.press({vk::leftControl, vk::leftShift, vk::space}); }
-    void releaseHotkey() { system_.release({vk::space, vk::leftShift, vk::leftControl}); }
-
-    void dictate(std::size_t sentence)
-    {
-        pressHotkey();
-        ASSERT_TRUE(waitForMicrophone(true));
-        sound_.push(spoken(sentence));
-        releaseHotkey();
-    }
-
-    std::vector<std::string> delivered() const
-    {
-        const std::lock_guard lock(mutex_);
-        return delivered_;
-    }
-
-    /// Ends everything and returns the diagnostic lines written since the test began.
-    std::string finalLog()
-    {
-        engine_.stop();
-        std::string log = testing::internal::GetCapturedStderr();
-        testing::internal::CaptureStderr();
-        return log;
-    }
-
-    test::FakePortAudio& sound_ = test::FakePortAudio::instance();
-    test::FakePlatform& system_ = test::FakePlatform::instance();
-    mutable std::mutex mutex_;
-    std::vector<std::string> delivered_;
-    std::unique_ptr<AudioCapture> capture_;
-    WhisperTranscriber transcriber_;
-    Engine engine_;
-};
 
 TEST_F(EngineTest, PushToTalkDeliversWhatWasSaidWhileTheKeyWasHeld)
 {
@@ -157,7 +34,7 @@ TEST_F(EngineTest, ReleaseBeforeThePostedStartCancelsIt)
         releaseHotkey();
     }
     QCoreApplication::processEvents();
-    EXPECT_EQ(sound_.count(test::PaCall::OpenStream), 0);
+    EXPECT_EQ(sound_.count(PaCall::OpenStream), 0);
     dictate(0);
     ASSERT_TRUE(waitForDelivered(1));
     EXPECT_EQ(occurrences(finalLog(), "Starting recording"), 1);
@@ -182,7 +59,7 @@ TEST_F(EngineTest, ToggleModeRecordsFromPressToPress)
     pressHotkey();
     releaseHotkey();
     QCoreApplication::processEvents();
-    EXPECT_EQ(sound_.count(test::PaCall::OpenStream), 1);
+    EXPECT_EQ(sound_.count(PaCall::OpenStream), 1);
 
     pressHotkey();
     ASSERT_TRUE(waitForMicrophone(true)) << "the next press starts again";
@@ -198,6 +75,33 @@ TEST_F(EngineTest, RecordingsMadeWhileEarlierOnesAreRecognisedArriveInOrder)
     }
     ASSERT_TRUE(waitForDelivered(sentences.size()));
     EXPECT_THAT(delivered(), ElementsAre(sentences[0], sentences[1], sentences[2]));
+}
+
+// The keys of the shortcut would mix with the hotkey, and end the recording that it holds open.
+TEST_F(EngineTest, PasteWaitsWhileTheHotkeyIsHeldForTheNextRecording)
+{
+    loadModel();
+    engine_.start();
+    dictate(0);
+    ASSERT_TRUE(waitForMicrophone(false));
+    pressHotkey();
+    ASSERT_TRUE(waitForMicrophone(true));
+    sound_.push(spoken(1));
+    std::this_thread::sleep_for(1s); // the first recording has long been recognised
+    EXPECT_THAT(system_.pastes(), IsEmpty());
+    releaseHotkey();
+    ASSERT_TRUE(waitForDelivered(2));
+    EXPECT_THAT(delivered(), ElementsAre(sentences[0], sentences[1]));
+    EXPECT_EQ(system_.pastesWithKeysDown(), 0);
+
+    // A held key must not keep a text for ever: the limit closes the recording, and then both arrive.
+    engine_.setMaxDurationSeconds(1);
+    dictate(0);
+    ASSERT_TRUE(waitForMicrophone(false));
+    pressHotkey();
+    ASSERT_TRUE(waitForMicrophone(true));
+    sound_.push(spoken(1));
+    EXPECT_TRUE(waitForDelivered(4));
 }
 
 TEST_F(EngineTest, LimitClosesARecordingThatIsHeldOpen)
@@ -260,7 +164,7 @@ TEST_F(EngineTest, StopCancelsAStartThatWaits)
     pressHotkey();
     engine_.stop();
     QCoreApplication::processEvents();
-    EXPECT_EQ(sound_.count(test::PaCall::OpenStream), 0);
+    EXPECT_EQ(sound_.count(PaCall::OpenStream), 0);
 }
 
 TEST_F(EngineTest, NothingIsDeliveredWithoutSamplesOrModel)
@@ -270,11 +174,11 @@ TEST_F(EngineTest, NothingIsDeliveredWithoutSamplesOrModel)
     ASSERT_TRUE(waitForMicrophone(false));
 
     loadModel();
-    sound_.fail(test::PaCall::OpenStream);
+    sound_.fail(PaCall::OpenStream);
     pressHotkey(); // no microphone: an open recording that hears nothing
-    ASSERT_TRUE(waitFor([&] { return sound_.count(test::PaCall::OpenStream) == 2; }));
+    ASSERT_TRUE(waitFor([&] { return sound_.count(PaCall::OpenStream) == 2; }));
     releaseHotkey();
-    sound_.fail(test::PaCall::OpenStream, paNoError);
+    sound_.fail(PaCall::OpenStream, paNoError);
 
     pressHotkey(); // silence
     ASSERT_TRUE(waitForMicrophone(true));
@@ -380,7 +284,7 @@ TEST_F(EngineTest, SurvivesAStormOfKeys)
     const std::string log = finalLog();
     EXPECT_GT(occurrences(log, "Starting recording"), 50);
     EXPECT_EQ(occurrences(log, "Starting recording"), occurrences(log, "Stopping recording"));
-    EXPECT_EQ(sound_.count(test::PaCall::StartStream), sound_.count(test::PaCall::CloseStream));
+    EXPECT_EQ(sound_.count(PaCall::StartStream), sound_.count(PaCall::CloseStream));
 
     loadModel();
     engine_.setToggleMode(false);

@@ -1,0 +1,198 @@
+#include "engine/cloud_attempt.h"
+#include "engine/engine_fixture.h"
+#include "support/stand_in_services.h"
+#include "transcribe/cloud_transcriber.h"
+#include "ui/overlay/overlay_controller.h"
+#include "ui/overlay/overlay_widget.h"
+
+#include <QApplication>
+#include <QLabel>
+
+namespace quillo {
+namespace {
+
+using namespace test;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr auto listening = "Listening...";
+constexpr auto processing = "Processing...";
+constexpr auto pasted = "\xE2\x9C\x93 Pasted";
+
+QString shownOnOverlay()
+{
+    for (const QWidget* window : QApplication::topLevelWidgets())
+        if (const auto* pill = dynamic_cast<const ui::OverlayWidget*>(window); pill && pill->isVisible())
+            return pill->findChild<QLabel*>()->text();
+    return {};
+}
+
+/// The engine with everything attached: the pill on an invisible screen, and a cloud service on loopback.
+class WholeEngineTest : public EngineTest {
+protected:
+    void SetUp() override
+    {
+        EngineTest::SetUp();
+        engine_.setCloudTranscriber(&cloud_);
+        engine_.setOverlay(&overlay_);
+        cloud_.setProviders({{"openai", "key", services_.url("/transcribe"), true}});
+    }
+
+    void TearDown() override
+    {
+        EngineTest::TearDown();
+        engine_.setOverlay(nullptr);
+    }
+
+    /// Waits for a text on the pill. What was shown on the way is added to seen_.
+    bool waitForOverlay(const std::string& text)
+    {
+        return waitFor([&] {
+            const std::string shown = shownOnOverlay().toStdString();
+            if (!shown.empty() && (seen_.empty() || seen_.back() != shown))
+                seen_.push_back(shown);
+            return shown == text;
+        });
+    }
+
+    StandInServices services_;
+    CloudTranscriber cloud_;
+    OverlayController overlay_;
+    std::vector<std::string> seen_;
+};
+
+TEST_F(WholeEngineTest, TheOverlayFollowsADictation)
+{
+    loadModel();
+    engine_.start();
+    pressHotkey();
+    ASSERT_TRUE(waitForOverlay(listening));
+    ASSERT_TRUE(waitForMicrophone(true));
+    sound_.push(spoken(0));
+    releaseHotkey();
+    ASSERT_TRUE(waitForOverlay(pasted));
+    EXPECT_THAT(seen_, ElementsAre(listening, processing, pasted));
+    EXPECT_THAT(services_.requests(), IsEmpty()) << "local recognition succeeded";
+
+    sound_.fail(PaCall::OpenStream);
+    pressHotkey();
+    ASSERT_TRUE(waitForOverlay(listening));
+    releaseHotkey();
+    EXPECT_TRUE(waitForOverlay("No audio captured"));
+}
+
+TEST_F(WholeEngineTest, OneKindOfRecognitionStandsInForTheOther)
+{
+    const struct {
+        const char* source;
+        bool modelLoaded;
+        const char* answer;
+        const char* text; ///< null: none
+        int requests;
+    } cases[] = {
+        {"openai", true, R"({"body": "{\"text\": \" from the cloud\\n\"}"})", "from the cloud", 1},
+        {"mistral", true, R"({"body": "{\"text\": \"from the cloud\"}"})", "from the cloud", 1},
+        {"openai", true, R"({"status": 500, "body": "{\"text\": \"an error\"}"})", sentences[0], 1},
+        {"openai", true, R"({"body": "{}"})", sentences[0], 1},
+        {"openai", true, R"({"how": "drop"})", sentences[0], 1},
+        {"openai", false, R"({"status": 401, "body": "no"})", nullptr, 1},
+        {"local", false, R"({"body": "{\"text\": \"from the cloud\"}"})", "from the cloud", 1},
+        {"local", true, R"({"body": "{\"text\": \"from the cloud\"}"})", sentences[0], 0},
+        {"OpenAI", true, R"({"body": "{\"text\": \"from the cloud\"}"})", sentences[0], 0},
+        {"openai", false, R"({"body": "{\"text\": \"   \"}"})", "   ", 1},
+    };
+    std::size_t requests = 0;
+    std::vector<std::string> expected;
+    engine_.start();
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.source) + (c.modelLoaded ? ", with a model, " : ", without a model, ") + c.answer);
+        services_.answer("/transcribe", c.answer);
+        engine_.setTranscriptionSource(c.source);
+        transcriber_.loadModel(c.modelLoaded ? QUILLO_TEST_DATA_DIR "/ggml-mini.bin" : "");
+        dictate(0);
+        ASSERT_TRUE(waitForOverlay(processing));
+        EXPECT_TRUE(waitForOverlay(c.text ? pasted : "Could not transcribe"));
+        if (c.text)
+            expected.emplace_back(c.text);
+        EXPECT_EQ(delivered(), expected);
+        requests += static_cast<std::size_t>(c.requests);
+        EXPECT_EQ(services_.requests().size(), requests);
+    }
+    const std::string log = finalLog();
+    EXPECT_THAT(log, HasSubstr("[Quillo] Trying cloud transcription (openai)...\n"));
+    EXPECT_THAT(log, HasSubstr("[Quillo] Trying cloud transcription (local)...\n"));
+}
+
+TEST_F(WholeEngineTest, ANewRecordingIsNotCoveredByNewsOfTheOneBefore)
+{
+    loadModel();
+    engine_.setToggleMode(true);
+    engine_.start();
+    const auto tapHotkey = [this] {
+        pressHotkey();
+        releaseHotkey();
+    };
+    tapHotkey();
+    ASSERT_TRUE(waitForMicrophone(true));
+    sound_.push(spoken(0));
+    tapHotkey();
+    tapHotkey();
+    ASSERT_TRUE(waitFor([&] { return sound_.count(PaCall::StartStream) == 2; }));
+    ASSERT_TRUE(waitForDelivered(1));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(shownOnOverlay(), listening);
+    sound_.push(spoken(1));
+    tapHotkey();
+    EXPECT_TRUE(waitForOverlay(pasted));
+}
+
+TEST_F(WholeEngineTest, StopWaitsForTheCloud)
+{
+    services_.answer("/transcribe", R"({"body": "{\"text\": \"late words\"}", "delay": 0.5})");
+    engine_.setTranscriptionSource("openai");
+    engine_.start();
+    dictate(0);
+    ASSERT_TRUE(waitFor([&] { return services_.requests().size() == 1; }));
+    engine_.stop();
+    EXPECT_THAT(system_.pastes(), ElementsAre("late words"));
+}
+
+TEST_F(WholeEngineTest, LevelsReachTheOverlayWithoutPilingUp)
+{
+    engine_.start();
+    pressHotkey();
+    ASSERT_TRUE(waitForMicrophone(true));
+    // A minute of loud blocks before the user-interface thread looks once: only the last one counts.
+    sound_.push(std::vector<float>(60 * 16000, 0.5F));
+    QCoreApplication::processEvents();
+    const QImage loud = QApplication::topLevelWidgets().constFirst()->grab().toImage();
+    sound_.push(std::vector<float>(512, 0.0F));
+    QCoreApplication::processEvents();
+    const QImage silent = QApplication::topLevelWidgets().constFirst()->grab().toImage();
+    const QPoint insideTheBar(loud.width() / 2, loud.height() - 5);
+    EXPECT_EQ(loud.pixelColor(insideTheBar), QColor(0x7c, 0x6a, 0xef));
+    EXPECT_NE(silent.pixelColor(insideTheBar), QColor(0x7c, 0x6a, 0xef));
+}
+
+TEST(CloudAttempt, EndsWithTheFirstCompletion)
+{
+    CloudAttempt failed;
+    failed.complete("an error text", false);
+    EXPECT_EQ(failed.waitFor(60s), "");
+
+    CloudAttempt unanswered;
+    EXPECT_EQ(unanswered.waitFor(0s), "");
+    unanswered.complete("late", true); // nobody waits any more
+
+    CloudAttempt answered;
+    std::thread service([&] {
+        answered.complete("text", true);
+        answered.complete("the other provider's text", true);
+    });
+    EXPECT_EQ(answered.waitFor(60s), "text");
+    service.join();
+}
+
+} // namespace
+} // namespace quillo
