@@ -121,8 +121,7 @@ Application::Application(int /*argc*/, char** /*argv*/)
 
 Application::~Application()
 {
-    impl_->engine.stop();
-    impl_->engine.setOverlay(nullptr); // the overlay goes first, and the engine's last words may still be posted
+    impl_->engine.stop(); // before the members that it points to go
 }
 
 int Application::run()

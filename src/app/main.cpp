@@ -1,8 +1,8 @@
 #include "app/application.h"
 #include "app/theme.h"
 #include "base/log.h"
-#include "platform/instance_guard.h"
 #include "net/curl_runtime.h"
+#include "platform/instance_guard.h"
 
 #include <QApplication>
 #include <QFont>

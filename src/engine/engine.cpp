@@ -5,6 +5,8 @@
 #include "hotkey/hotkey_availability.h"
 #include "hotkey/hotkey_manager.h"
 
+#include <QTimer>
+
 #include <utility>
 
 namespace quillo {
@@ -89,6 +91,7 @@ void Engine::setOnTranscription(std::function<void(const std::string&)> onTransc
 
 void Engine::start()
 {
+    impl_->stopped = false;
     const Hotkey hotkey = parseHotkey(impl_->hotkeyText);
     reportConflicts(hotkey);
     // The hook ends before the engine does: its actions need no share of the state.
@@ -114,6 +117,8 @@ void Engine::stop()
     impl_->joinWatchdog();
     impl_->stopRecording();
     impl_->waitForStopSequences();
+    impl_->levelTimer.reset();
+    impl_->stopped = true;
 }
 
 } // namespace quillo

@@ -13,6 +13,7 @@
 #include <QCoreApplication>
 #include <QMetaObject>
 #include <QThread>
+#include <QTimer>
 
 #include <algorithm>
 #include <chrono>
@@ -28,6 +29,7 @@ constexpr int samplesPerSecond = 16000;
 constexpr int longestReservationSeconds = 3600; // bounds the address space taken for a very long limit
 constexpr auto watchdogPeriod = 500ms;
 constexpr auto holdCheckPeriod = 100ms; // how late a paste notices that the limit has closed the held recording
+constexpr auto levelPeriod = 32ms; // one block of samples
 constexpr auto cloudPatience = 30s; // for the first answer, whatever it is
 
 // Without surrounding blanks; text made only of blanks stays as it is.
@@ -57,7 +59,7 @@ template<typename Action> void Engine::Impl::onOverlay(Action action)
         action(*overlay);
     } else {
         post([self = shared_from_this(), action = std::move(action)] {
-            if (self->overlay)
+            if (self->overlay && !self->stopped)
                 action(*self->overlay);
         });
     }
@@ -104,16 +106,23 @@ void Engine::Impl::showProgress(OverlayState state, const char* text)
     });
 }
 
-// Levels come whether or not the screen keeps up: one posted update at a time, which shows the latest.
-void Engine::Impl::showLevel(int level)
+// The audio thread only leaves the level of its latest block behind: posting each would allocate there, and pile up
+// when this thread is busy.
+void Engine::Impl::followLevel()
 {
-    latestLevel = level;
-    if (levelPosted.exchange(true))
+    if (!overlay)
         return;
-    onOverlay([this](OverlayController& shown) {
-        levelPosted = false;
-        shown.setLevel(latestLevel);
-    });
+    latestLevel = 0;
+    if (!levelTimer) {
+        levelTimer = std::make_unique<QTimer>();
+        QObject::connect(levelTimer.get(), &QTimer::timeout, levelTimer.get(), [this] {
+            if (recording)
+                overlay->setLevel(latestLevel);
+            else
+                levelTimer->stop();
+        });
+    }
+    levelTimer->start(levelPeriod);
 }
 
 void Engine::Impl::requestStop()
@@ -145,9 +154,8 @@ void Engine::Impl::startRecording(std::uint64_t press)
     const std::lock_guard lock(captureMutex);
     if (press <= pressesOver)
         return;
-    // The stop of the recording before may have been asked for but not have got here yet: do its closing now.
-    if (auto closed = closeRecording(pressesOver))
-        std::thread([self = shared_from_this(), closed = std::move(*closed)] { self->finishInTurn(closed); }).detach();
+    // The stop of the recording before may have been asked for but not have got here yet.
+    closeRecording(pressesOver);
     if (!recording)
         openRecording(press);
 }
@@ -170,6 +178,7 @@ void Engine::Impl::openRecording(std::uint64_t press)
     }
     recordingPress = press;
     recording = true;
+    followLevel();
     if (audioCapture) {
         // Without a microphone the recording stays open and hears nothing. Nobody listens to speech segments.
         audioCapture->startCapture([this](const float* block, std::size_t count) { consumeSamples(block, count); }, {});
@@ -187,8 +196,8 @@ void Engine::Impl::consumeSamples(const float* block, std::size_t count)
         const std::lock_guard lock(samplesMutex);
         samples.insert(samples.end(), block, block + count);
     }
-    if (overlay && count > 0)
-        showLevel(blockLevel(block, count));
+    if (overlay)
+        latestLevel = blockLevel(block, count);
 }
 
 void Engine::Impl::watchdogLoop(std::uint64_t press)
@@ -222,34 +231,35 @@ void Engine::Impl::joinWatchdog()
 
 void Engine::Impl::stopRecording(std::uint64_t upToPress)
 {
-    std::unique_lock lock(captureMutex);
-    const auto closed = closeRecording(upToPress);
-    lock.unlock();
-    if (closed)
-        finishInTurn(*closed);
+    const std::lock_guard lock(captureMutex);
+    closeRecording(upToPress);
 }
 
-// Takes the samples at once, even while an earlier recording is still being recognised: the microphone is free, and
-// the next recording may open.
-std::optional<Engine::Impl::ClosedRecording> Engine::Impl::closeRecording(std::uint64_t upToPress)
+// Takes the samples at once and lets them be recognised while the stream is still being closed, which takes as long as
+// a block; it accepts nothing any more. When this is done, the microphone is free for the next recording.
+void Engine::Impl::closeRecording(std::uint64_t upToPress)
 {
     if (recordingPress > upToPress || !recording.exchange(false))
-        return {};
+        return;
     endPresses(recordingPress);
     endWatchdog();
+    std::vector<float> recorded;
+    {
+        const std::lock_guard lock(samplesMutex);
+        recorded.swap(samples);
+    }
+    std::thread([self = shared_from_this(), recorded = std::move(recorded), turn = stopsBegun++] {
+        self->finishInTurn(recorded, turn);
+    }).detach();
     if (audioCapture)
         audioCapture->stopCapture();
-    ClosedRecording closed{{}, stopsBegun++};
-    const std::lock_guard lock(samplesMutex);
-    closed.samples.swap(samples);
-    return closed;
 }
 
-void Engine::Impl::finishInTurn(const ClosedRecording& closed)
+void Engine::Impl::finishInTurn(const std::vector<float>& recorded, std::uint64_t turn)
 {
     std::unique_lock lock(stopMutex);
-    stopTurn.wait(lock, [&] { return stopsDone == closed.turn; });
-    finish(closed.samples);
+    stopTurn.wait(lock, [&] { return stopsDone == turn; });
+    finish(recorded);
     ++stopsDone;
     stopTurn.notify_all();
 }

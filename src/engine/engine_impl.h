@@ -9,9 +9,10 @@
 #include <cstdint>
 #include <limits>
 #include <mutex>
-#include <optional>
 #include <thread>
 #include <vector>
+
+class QTimer;
 
 namespace quillo {
 
@@ -39,7 +40,8 @@ struct Engine::Impl : std::enable_shared_from_this<Impl> {
     std::uint64_t stopsBegun = 0; ///< recordings closed so far
 
     std::atomic<int> latestLevel{0}; ///< of the open recording, 0 to 100
-    std::atomic<bool> levelPosted{false}; ///< a posted update will show the latest level
+    std::unique_ptr<QTimer> levelTimer; ///< shows the level; user-interface thread only
+    bool stopped = false; ///< posted overlay updates come too late; user-interface thread only
 
     std::mutex stopMutex; ///< held by the one stop sequence that runs; guards stopsDone
     std::condition_variable stopTurn;
@@ -64,8 +66,8 @@ struct Engine::Impl : std::enable_shared_from_this<Impl> {
     void startRecording(std::uint64_t press); ///< user-interface thread
     void consumeSamples(const float* block, std::size_t count); ///< audio thread
 
-    /// Closes the open recording, if it belongs to a press up to the given one, and carries it through recognition to
-    /// delivery. Any thread, which it blocks.
+    /// Closes the open recording, if it belongs to a press up to the given one; a thread carries it through
+    /// recognition to delivery. Any thread; returns when the microphone is free.
     void stopRecording(std::uint64_t upToPress = std::numeric_limits<std::uint64_t>::max());
 
     void cancelPendingStart(); ///< user-interface thread, while no hook runs
@@ -73,25 +75,20 @@ struct Engine::Impl : std::enable_shared_from_this<Impl> {
     void joinWatchdog(); ///< user-interface thread
 
 private:
-    struct ClosedRecording {
-        std::vector<float> samples;
-        std::uint64_t turn; ///< how many stop sequences come before this one
-    };
-
     template<typename Action> void post(Action action);
     template<typename Action> void onOverlay(Action action);
     template<typename Action> void onOverlayUnlessRecording(Action action);
     void showProgress(OverlayState state, const char* text);
-    void showLevel(int level);
+    void followLevel();
     void postStart();
     void requestStop();
     void startStopThread(std::uint64_t upToPress);
     void endPresses(std::uint64_t upTo);
     void openRecording(std::uint64_t press);
-    std::optional<ClosedRecording> closeRecording(std::uint64_t upToPress);
+    void closeRecording(std::uint64_t upToPress); ///< with captureMutex held
     void endWatchdog();
     void watchdogLoop(std::uint64_t press);
-    void finishInTurn(const ClosedRecording& closed);
+    void finishInTurn(const std::vector<float>& recorded, std::uint64_t turn);
     void finish(const std::vector<float>& recorded);
     std::string recognise(const std::vector<float>& recorded);
     bool tryLocal(const std::vector<float>& recorded, std::string& text);

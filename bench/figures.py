@@ -1,0 +1,75 @@
+"""Figures and the table that they are printed in."""
+
+import re
+import statistics
+from dataclasses import dataclass
+
+
+@dataclass
+class Row:
+    """One line of the table. `ratio` is computed where figure and comparison are numbers."""
+
+    name: str
+    figure: object
+    unit: str = ""
+    comparison: object = None
+    goal: str = ""
+    note: str = ""
+
+    @property
+    def ratio(self):
+        both = isinstance(self.figure, (int, float)) and isinstance(self.comparison, (int, float))
+        return f"{self.figure / self.comparison:.2f}" if both and self.comparison else ""
+
+    def cells(self):
+        return [self.name, _text(self.figure, self.unit), _text(self.comparison, self.unit), self.ratio, self.goal]
+
+
+def _text(value, unit):
+    if value is None:
+        return ""
+    if isinstance(value, float):
+        value = f"{value:.2f}" if abs(value) < 10 else f"{value:.1f}"
+    return f"{value} {unit}".strip()
+
+
+def print_table(rows):
+    """Prints the rows as a Markdown table, each row's note as a line below."""
+    lines = [["measurement", "Quillo", "comparison", "ratio", "goal"], *(row.cells() for row in rows)]
+    widths = [max(len(cells[column]) for cells in lines) for column in range(len(lines[0]))]
+    lines.insert(1, ["-" * width for width in widths])
+    for cells in lines:
+        print("| " + " | ".join(cell.ljust(width) for cell, width in zip(cells, widths)) + " |")
+    print()
+    for row in rows:
+        if row.note:
+            print(f"{row.name}: {row.note}")
+
+
+def percentile(values, share):
+    """The value that this share (0 to 1) of all values does not exceed."""
+    ordered = sorted(values)
+    return ordered[min(len(ordered) - 1, int(share * len(ordered)))]
+
+
+def spread(values, unit):
+    """Median, 95th percentile, least and greatest, in words."""
+    return (
+        f"median {statistics.median(values):.1f}, p95 {percentile(values, 0.95):.1f}, "
+        f"{min(values):.1f} to {max(values):.1f} {unit}, n={len(values)}"
+    )
+
+
+def words_of(text):
+    return re.findall(r"[a-z']+", text.lower())
+
+
+def word_errors(said, heard):
+    """The least number of words to insert, drop or replace to get from one text to the other."""
+    said, heard = words_of(said), words_of(heard)
+    row = list(range(len(heard) + 1))
+    for i, word in enumerate(said, 1):
+        diagonal, row[0] = row[0], i
+        for j, other in enumerate(heard, 1):
+            diagonal, row[j] = row[j], min(row[j] + 1, row[j - 1] + 1, diagonal + (word != other))
+    return row[-1]

@@ -1,0 +1,44 @@
+// Times local recognition: `bench_recognition MODEL SAMPLES COUNT`. SAMPLES is a file of raw 32-bit float samples,
+// mono, 16,000 a second. Each of COUNT recognitions in this one process, the first of which still has to start threads
+// and touch memory, prints a line of its milliseconds and the text. The time is that of WhisperTranscriber::addSamples
+// and transcribe, with the creation and the release of the state that every call has to itself.
+#include "transcribe/whisper_transcriber.h"
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::vector<float> readSamples(const char* path)
+{
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    std::vector<float> samples(static_cast<std::size_t>(file.tellg()) / sizeof(float));
+    file.seekg(0);
+    file.read(reinterpret_cast<char*>(samples.data()), static_cast<std::streamsize>(samples.size() * sizeof(float)));
+    return samples;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    using Milliseconds = std::chrono::duration<double, std::milli>;
+    quillo::WhisperTranscriber transcriber;
+    if (argc != 4 || !transcriber.loadModel(argv[1])) {
+        std::fprintf(stderr, "usage: bench_recognition MODEL SAMPLES COUNT\n");
+        return 1;
+    }
+    const auto samples = readSamples(argv[2]);
+    for (int left = std::stoi(argv[3]); left > 0; --left) {
+        const auto begin = std::chrono::steady_clock::now();
+        transcriber.addSamples(samples.data(), samples.size());
+        const std::string text = transcriber.transcribe();
+        const Milliseconds elapsed = std::chrono::steady_clock::now() - begin;
+        std::printf("%.3f%s\n", elapsed.count(), text.c_str());
+        std::fflush(stdout);
+    }
+    return 0;
+}
