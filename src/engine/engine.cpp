@@ -113,12 +113,12 @@ void Engine::restartHotkey()
 void Engine::stop()
 {
     HotkeyManager::stop();
+    impl_->stopped = true;
     impl_->cancelPendingStart();
     impl_->joinWatchdog();
     impl_->stopRecording();
     impl_->waitForStopSequences();
     impl_->levelTimer.reset();
-    impl_->stopped = true;
 }
 
 } // namespace quillo

@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 #include <utility>
 
 namespace quillo {
@@ -29,6 +30,7 @@ constexpr int samplesPerSecond = 16000;
 constexpr int longestReservationSeconds = 3600; // bounds the address space taken for a very long limit
 constexpr auto watchdogPeriod = 500ms;
 constexpr auto holdCheckPeriod = 100ms; // how late a paste notices that the limit has closed the held recording
+constexpr auto releasePatience = 1s;
 constexpr auto levelPeriod = 32ms; // one block of samples
 constexpr auto cloudPatience = 30s; // for the first answer, whatever it is
 
@@ -116,7 +118,7 @@ void Engine::Impl::followLevel()
     if (!levelTimer) {
         levelTimer = std::make_unique<QTimer>();
         QObject::connect(levelTimer.get(), &QTimer::timeout, levelTimer.get(), [this] {
-            if (recording)
+            if (recording && overlay)
                 overlay->setLevel(latestLevel);
             else
                 levelTimer->stop();
@@ -145,14 +147,15 @@ void Engine::Impl::endPresses(std::uint64_t upTo)
 
 void Engine::Impl::cancelPendingStart()
 {
-    if (!recording)
+    const std::lock_guard lock(captureMutex);
+    if (!recording || recordingPress != lastPress)
         endPresses(lastPress);
 }
 
 void Engine::Impl::startRecording(std::uint64_t press)
 {
     const std::lock_guard lock(captureMutex);
-    if (press <= pressesOver)
+    if (press <= pressesOver || stopped)
         return;
     // The stop of the recording before may have been asked for but not have got here yet.
     closeRecording(pressesOver);
@@ -169,13 +172,7 @@ void Engine::Impl::openRecording(std::uint64_t press)
         shown.setState(OverlayState::Listening);
         shown.setText("Listening...");
     });
-    {
-        const std::lock_guard lock(samplesMutex);
-        samples.clear();
-        // Room for all of it, and for the watchdog being late, so that the audio thread need not allocate.
-        const auto seconds = std::min<int>(maxDurationSeconds, longestReservationSeconds) + 2;
-        samples.reserve(static_cast<std::size_t>(seconds) * samplesPerSecond);
-    }
+    prepareSamples();
     recordingPress = press;
     recording = true;
     followLevel();
@@ -188,12 +185,25 @@ void Engine::Impl::openRecording(std::uint64_t press)
     watchdogThread = std::thread(&Impl::watchdogLoop, this, press);
 }
 
+// Room for all of the recording, and for the watchdog being late, so that the audio thread need not allocate.
+void Engine::Impl::prepareSamples()
+{
+    const auto seconds = std::min<int>(maxDurationSeconds, longestReservationSeconds) + 2;
+    const std::lock_guard lock(samplesMutex);
+    samples.clear();
+    try {
+        samples.reserve(static_cast<std::size_t>(seconds) * samplesPerSecond);
+    } catch (const std::bad_alloc&) {
+        // Then it grows as it goes.
+    }
+}
+
 void Engine::Impl::consumeSamples(const float* block, std::size_t count)
 {
-    if (!recording)
-        return;
     {
         const std::lock_guard lock(samplesMutex);
+        if (!recording)
+            return;
         samples.insert(samples.end(), block, block + count);
     }
     if (overlay)
@@ -239,18 +249,22 @@ void Engine::Impl::stopRecording(std::uint64_t upToPress)
 // a block; it accepts nothing any more. When this is done, the microphone is free for the next recording.
 void Engine::Impl::closeRecording(std::uint64_t upToPress)
 {
-    if (recordingPress > upToPress || !recording.exchange(false))
+    if (recordingPress > upToPress)
         return;
-    endPresses(recordingPress);
-    endWatchdog();
     std::vector<float> recorded;
     {
+        // Together, so that every block belongs either to this recording or to none.
         const std::lock_guard lock(samplesMutex);
+        if (!recording.exchange(false))
+            return;
         recorded.swap(samples);
     }
-    std::thread([self = shared_from_this(), recorded = std::move(recorded), turn = stopsBegun++] {
+    endPresses(recordingPress);
+    endWatchdog();
+    std::thread([self = shared_from_this(), recorded = std::move(recorded), turn = stopsBegun] {
         self->finishInTurn(recorded, turn);
     }).detach();
+    ++stopsBegun; // not before the thread exists: its turn would never end
     if (audioCapture)
         audioCapture->stopCapture();
 }
@@ -334,6 +348,7 @@ void Engine::Impl::deliver(const std::string& text)
     // While the user holds the hotkey for the next recording, the keys of the shortcut would mix with it: the paste
     // would fail, and its key-up would end that recording.
     while (lastPress > pressesOver && !HotkeyManager::waitForRelease(holdCheckPeriod)) { }
+    HotkeyManager::waitForRelease(releasePatience); // a key held beyond the limit of its recording
     TextInjector::paste(text);
     if (onTranscription)
         onTranscription(text);

@@ -41,7 +41,7 @@ struct Engine::Impl : std::enable_shared_from_this<Impl> {
 
     std::atomic<int> latestLevel{0}; ///< of the open recording, 0 to 100
     std::unique_ptr<QTimer> levelTimer; ///< shows the level; user-interface thread only
-    bool stopped = false; ///< posted overlay updates come too late; user-interface thread only
+    bool stopped = false; ///< what is still posted comes too late; user-interface thread only
 
     std::mutex stopMutex; ///< held by the one stop sequence that runs; guards stopsDone
     std::condition_variable stopTurn;
@@ -85,6 +85,7 @@ private:
     void startStopThread(std::uint64_t upToPress);
     void endPresses(std::uint64_t upTo);
     void openRecording(std::uint64_t press);
+    void prepareSamples();
     void closeRecording(std::uint64_t upToPress); ///< with captureMutex held
     void endWatchdog();
     void watchdogLoop(std::uint64_t press);

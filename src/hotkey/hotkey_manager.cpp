@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <exception>
 #include <future>
 #include <memory>
 #include <mutex>
@@ -29,15 +30,24 @@ std::atomic<bool> hookInstalled{false};
 std::unique_ptr<platform::KeyboardHook> hook; // exists while hookThread does
 std::thread hookThread;
 
+// An action that cannot do its work, for want of a thread or memory, must not unwind into the system's hook.
+void run(const HotkeyManager::Action& action)
+{
+    try {
+        if (action)
+            action();
+    } catch (const std::exception& failure) {
+        logError("[Quillo] ERROR: Hotkey action failed: %s\n", failure.what());
+    }
+}
+
 bool handleKeyEvent(const platform::KeyEvent& event)
 {
     const KeyDecision decision =
         decideKey(watchedHotkey, event, pressed, [](std::uint32_t key) { return hook->isDown(key); });
     if (decision.action != KeyAction::None) {
         const std::lock_guard lock(callbackMutex);
-        const auto& action = decision.action == KeyAction::Press ? onPress : onRelease;
-        if (action)
-            action();
+        run(decision.action == KeyAction::Press ? onPress : onRelease);
         released.notify_all();
     }
     return decision.swallow;
@@ -57,9 +67,17 @@ void hookThreadMain(std::promise<void> ready)
     ready.set_value();
     if (!hookInstalled)
         return;
-    do {
-        hook->run(running); // comes back while still wanted only when the system took the hook away: put it back
-    } while (running && installHook());
+    for (;;) {
+        hook->run(running);
+        if (!running)
+            return;
+        // The system took the hook away: put it back. The key may have come up unseen meanwhile.
+        hookInstalled = installHook();
+        if (!hookInstalled || !hook->isDown(watchedHotkey.virtualKey))
+            handleKeyEvent({watchedHotkey.virtualKey, false});
+        if (!hookInstalled)
+            return;
+    }
 }
 
 void endHookThread()

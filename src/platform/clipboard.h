@@ -9,7 +9,8 @@ namespace quillo::platform {
 bool setClipboardText(const std::string& utf8);
 
 /// Sends the paste shortcut, Ctrl+V, to the window that has the keyboard focus. Any thread; failures are silent.
-/// Where modifier keys that the user still holds would spoil the shortcut, waits up to a second for their release.
+/// Where modifier keys that the user still holds would spoil the shortcut, waits up to a second for their release, and
+/// longer while they hold down the combination of this process's own KeyboardHook.
 void sendPasteShortcut();
 
 /// To be called once before the process ends, after the last paste. Where the clipboard lives in the process that

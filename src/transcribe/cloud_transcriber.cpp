@@ -42,15 +42,20 @@ const Service* findService(std::string_view name)
     return service == services.end() ? nullptr : service;
 }
 
+constexpr std::size_t longestAnswer = 4 << 20; // bytes; many hours of speech as text
+
 struct Answer {
     CURLcode result = CURLE_OK;
     long status = 0; ///< of HTTP
     std::string body;
 };
 
-std::size_t appendToBody(const char* data, std::size_t size, std::size_t count, void* body)
+std::size_t appendToBody(const char* data, std::size_t size, std::size_t count, void* destination)
 {
-    static_cast<std::string*>(body)->append(data, size * count);
+    auto& body = *static_cast<std::string*>(destination);
+    if (size * count > longestAnswer - body.size())
+        return 0; // fails the transfer
+    body.append(data, size * count);
     return size * count;
 }
 
@@ -201,8 +206,10 @@ void CloudTranscriber::transcribeAsync(const std::string& audio, TranscriptionDo
     const auto wav = std::make_shared<const WavFile>(
         encodeWav(reinterpret_cast<const float*>(audio.data()), audio.size() / sizeof(float)));
     UploadTask task{runtime_, {}, wav, std::move(done), timeouts_.transcription};
-    const std::lock_guard lock(mutex_);
-    for (const CloudProvider& provider : providers_) {
+    std::unique_lock lock(mutex_);
+    const std::vector<CloudProvider> providers = providers_;
+    lock.unlock();
+    for (const CloudProvider& provider : providers) {
         if (!provider.enabled || provider.apiKey.empty())
             continue;
         task.provider = provider;

@@ -67,7 +67,8 @@ std::shared_ptr<whisper_context> openModel(const std::string& path)
     whisper_context_params parameters = whisper_context_default_params();
     parameters.use_gpu = true;
     whisper_model_loader loader = file.loader();
-    whisper_context* context = whisper_init_with_params(&loader, parameters);
+    // Each recognition makes a state of its own.
+    whisper_context* context = whisper_init_with_params_no_state(&loader, parameters);
     return context ? std::shared_ptr<whisper_context>(context, whisper_free) : nullptr;
 }
 

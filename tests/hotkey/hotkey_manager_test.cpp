@@ -83,6 +83,11 @@ TEST_F(HotkeyManagerTest, LostHookIsPutBack)
     EXPECT_EQ(system_.hooksInstalled(), 2);
     system_.release(vk::space);
     EXPECT_EQ(releases_, 1);
+
+    system_.press(vk::space);
+    system_.loseHook({vk::space});
+    EXPECT_FALSE(system_.press('A')) << "the hook has come back, and has looked at its key";
+    EXPECT_EQ(releases_, 2);
 }
 
 TEST_F(HotkeyManagerTest, StopIsPromptRepeatableAndNeedsNoHook)

@@ -101,9 +101,11 @@ void FakePlatform::refuseHook(unsigned long error)
     state_->hookError = error;
 }
 
-void FakePlatform::loseHook()
+void FakePlatform::loseHook(std::initializer_list<std::uint32_t> releasedMeanwhile)
 {
     std::unique_lock lock(state_->mutex);
+    for (const auto key : releasedMeanwhile)
+        state_->keysDown.erase(key);
     const int installed = state_->hooksInstalled;
     state_->hookLost = true;
     state_->changed.notify_all();

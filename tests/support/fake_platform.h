@@ -30,7 +30,8 @@ public:
     void release(std::initializer_list<std::uint32_t> virtualKeys);
 
     void refuseHook(unsigned long error); ///< 0: allow it again
-    void loseHook(); ///< the system takes the installed hook away
+    /// The system takes the installed hook away, keys come up meanwhile, and the hook is put back.
+    void loseHook(std::initializer_list<std::uint32_t> releasedMeanwhile = {});
     int hooksInstalled() const; ///< how often a hook was installed
     int hooksRunning() const;
 

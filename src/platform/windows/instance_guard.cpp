@@ -18,7 +18,8 @@ std::wstring toWide(const std::string& utf8)
 
 bool takeInstanceGuard(const std::string& name)
 {
-    const HANDLE mutex = CreateMutexW(nullptr, FALSE, toWide(name).c_str());
+    const std::wstring wideName = toWide(name); // lives on, since freeing it could change the last error
+    const HANDLE mutex = CreateMutexW(nullptr, FALSE, wideName.c_str());
     const DWORD error = GetLastError();
     if (error != ERROR_ALREADY_EXISTS)
         return true; // the handle stays open on purpose: the system closes it when the process ends

@@ -1,6 +1,7 @@
 #include "platform/clipboard.h"
 
 #include "platform/x11/display.h"
+#include "platform/x11/hotkey_grabs.h"
 #include "platform/x11/key_map.h"
 #include "platform/x11/selection_owner.h"
 
@@ -60,7 +61,8 @@ void sendPasteShortcut()
 
     const auto deadline = std::chrono::steady_clock::now() + releasePatience;
     std::vector<unsigned> held = heldModifiers(display, keys);
-    while (!held.empty() && connection && std::chrono::steady_clock::now() < deadline) {
+    // A user who holds the hotkey dictates again: lifting those keys would end that recording.
+    while (!held.empty() && connection && (x11::hotkeyHeldHere() || std::chrono::steady_clock::now() < deadline)) {
         std::this_thread::sleep_for(releaseCheck);
         held = heldModifiers(display, keys);
     }

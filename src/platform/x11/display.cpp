@@ -68,7 +68,7 @@ Connection::Connection()
         return;
     {
         const std::lock_guard lock(registry().mutex);
-        registry().connections.emplace(display_, this);
+        registry().connections.insert_or_assign(display_, this);
     }
     installHandlers();
     const auto markLost = [](Display*, void* self) { static_cast<Connection*>(self)->lost_ = true; };
@@ -81,7 +81,10 @@ Connection::~Connection()
         return;
     XCloseDisplay(display_);
     const std::lock_guard lock(registry().mutex);
-    registry().connections.erase(display_);
+    // Another thread's new connection may have got the same address meanwhile.
+    if (const auto found = registry().connections.find(display_);
+        found != registry().connections.end() && found->second == this)
+        registry().connections.erase(found);
 }
 
 std::vector<unsigned long> Connection::failuresOf(const std::function<void()>& requests)

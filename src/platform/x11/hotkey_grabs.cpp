@@ -1,6 +1,7 @@
 #include "platform/x11/hotkey_grabs.h"
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <set>
 #include <utility>
@@ -13,6 +14,7 @@ using Grab = std::pair<unsigned, unsigned>; // keycode, modifier state
 struct Record {
     std::mutex mutex;
     std::set<Grab> grabs;
+    std::atomic<bool> held = false;
 };
 
 Record& record()
@@ -38,6 +40,12 @@ void grab(const Connection& connection, unsigned keycode, unsigned state)
 HotkeyGrabs::~HotkeyGrabs()
 {
     put({});
+    noteHeld(false);
+}
+
+void HotkeyGrabs::noteHeld(bool held)
+{
+    record().held = held;
 }
 
 void HotkeyGrabs::take(const KeyMap& keys, const KeyCombination& combination)
@@ -87,6 +95,11 @@ bool grabbedHere(unsigned keycode, unsigned state)
 {
     const std::lock_guard lock(record().mutex);
     return record().grabs.contains({keycode, state});
+}
+
+bool hotkeyHeldHere()
+{
+    return record().held;
 }
 
 } // namespace quillo::platform::x11

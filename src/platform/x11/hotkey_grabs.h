@@ -29,6 +29,9 @@ public:
     void takeEveryState();
     void dropOtherStates();
 
+    /// Puts on record whether the user holds the combination, see hotkeyHeldHere().
+    void noteHeld(bool held);
+
 private:
     Connection& connection_;
     std::vector<unsigned> keycodes_;
@@ -39,5 +42,8 @@ private:
 
 /// Whether this process holds the grab of exactly this key and modifier state by a HotkeyGrabs. Any thread.
 bool grabbedHere(unsigned keycode, unsigned state);
+
+/// Whether the user holds the combination of a HotkeyGrabs of this process now. Any thread.
+bool hotkeyHeldHere();
 
 } // namespace quillo::platform::x11
