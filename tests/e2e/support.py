@@ -1,17 +1,54 @@
 """What the end-to-end tests share: a desktop for each class, and dictation into its editor."""
 
+import contextlib
 import os
 import signal
+import socket
 import sys
+import threading
 import unittest
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools"))
 
-from desktop import HOTKEY, Desktop, wait_until  # noqa: E402
+from desktop import HOTKEY, Desktop, find_overlay, see_overlay, wait_until  # noqa: E402
 
 MODEL = ROOT / "tests/data/ggml-mini.bin"
+
+
+class SilentProxy:
+    """What stands between the program and the remote services: keeps requests waiting until it is told to fail them."""
+
+    def __init__(self):
+        self._listener = socket.create_server(("127.0.0.1", 0))
+        self._waiting = contextlib.ExitStack()
+        self._failing = False
+        self._lock = threading.Lock()
+        threading.Thread(target=self._accept, daemon=True).start()
+
+    @property
+    def url(self):
+        return "http://127.0.0.1:%d" % self._listener.getsockname()[1]
+
+    def fail(self):
+        """Fails the requests that wait, and all that will come."""
+        with self._lock:
+            self._failing = True
+            self._waiting.close()
+
+    def close(self):
+        self.fail()
+        self._listener.close()
+
+    def _accept(self):
+        with contextlib.suppress(OSError):  # closed
+            while True:
+                connection, _ = self._listener.accept()
+                with self._lock:
+                    self._waiting.enter_context(connection)
+                    if self._failing:
+                        self._waiting.close()
 
 
 class DesktopTest(unittest.TestCase):
@@ -28,15 +65,50 @@ class DesktopTest(unittest.TestCase):
             Desktop(os.environ["QUILLO_HELPERS"], os.environ["QUILLO_BINARY"], cls.microphone)
         )
         cls.desktop.install_model("tiny", MODEL)
-        cls.keyboard, cls.editor = cls.desktop.keyboard, cls.desktop.editor
+        cls.keyboard, cls.editor, cls.screen = cls.desktop.keyboard, cls.desktop.editor, cls.desktop.screen
 
     def setUp(self):
         self.editor.clear()
+
+    def start(self):
+        """Starts the program for the rest of the test."""
+        self.quillo = self.desktop.start_quillo()
+        self.addCleanup(self.quillo.close)
+
+    def use_silent_proxy(self):
+        """From now on programs reach the remote services only through a proxy that lets nothing through."""
+        proxy = SilentProxy()
+        self.addCleanup(proxy.close)
+        self.desktop.env["https_proxy"] = proxy.url
+        self.addCleanup(self.desktop.env.pop, "https_proxy")
+        return proxy
 
     def hold_and_speak(self, text, hardware=False, **speech):
         """Holds the hotkey while the text is spoken."""
         with self.keyboard.held(*HOTKEY, hardware=hardware):
             self.desktop.speak(text, **speech)
+
+    def pill(self):
+        """The overlay's window, None while it is hidden."""
+        return find_overlay(self.screen, self.quillo)
+
+    def expect_pill(self, state):
+        """Waits until the overlay shows this state, and keeps the picture."""
+        seen = None
+
+        def shown():
+            nonlocal seen
+            seen = see_overlay(self.screen, self.quillo)
+            return seen and seen.state == state
+
+        wait_until(shown, lambda: f"no overlay in the state {state}, but {seen and seen.state}")
+        self.keep(seen.picture, f"pill-{state.lower()}")
+
+    def keep(self, picture, name):
+        """Saves a picture for people to look at, into the folder that QUILLO_SCREENSHOTS names, if it does."""
+        if folder := os.environ.get("QUILLO_SCREENSHOTS"):
+            Path(folder).mkdir(parents=True, exist_ok=True)
+            picture.save(Path(folder, f"{type(self).__name__}-{name}.png"))
 
     def expect_text(self, text):
         """Waits until the editor holds exactly this text."""

@@ -2,16 +2,21 @@
 
 import unittest
 
-from support import HOTKEY, MODEL, DesktopTest
+from support import HOTKEY, MODEL, DesktopTest, wait_until
 
 
 class BadModel(DesktopTest):
+    def setUp(self):
+        super().setUp()
+        self.use_silent_proxy().fail()  # the other source gives up at once, too
+        self.desktop.configure(openaiKey="sk-none", openaiEnabled=True)
+
     def expect_no_text(self):
         """A dictation that comes to nothing and leaves the program able to end in order."""
-        self.quillo = self.desktop.start_quillo()
-        self.addCleanup(self.quillo.close)
+        self.start()
         self.hold_and_speak("hello world")
         self.assertGreater(self.captured_samples(), 0)
+        self.expect_pill("Error")
         self.expect_orderly_end()
         self.assertEqual((self.editor.text, self.editor.pastes()), ("", 0))
 
@@ -52,8 +57,44 @@ class NoMicrophone(DesktopTest):
             with self.keyboard.held(*HOTKEY):
                 self.quillo.wait_for_line("Starting recording")
             self.assertEqual(self.captured_samples(), 0)
+            self.expect_pill("Error")
         self.expect_orderly_end()
         self.assertEqual((self.editor.text, self.editor.pastes()), ("", 0))
+
+
+class LostConnection(DesktopTest):
+    def setUp(self):
+        super().setUp()
+        self.start()
+        self.at_start = self.keyboard.connections(self.quillo)
+
+    def lose(self, connections):
+        (lost,) = connections
+        self.keyboard.disconnect(lost)
+
+    def test_keyboard_is_watched_again(self):
+        main_window = self.screen.hidden_window("Qt Selection Owner for quillo")
+        own_bits = 0x1FFFFF  # of a resource id; the others are the connection's
+        main = main_window & ~own_bits
+        (grabs,) = (count for connection, count in self.at_start.items() if connection != main)
+        self.lose(self.at_start.keys() - {main})
+
+        def grabbed_again():
+            return grabs in self.keyboard.connections(self.quillo).values()
+
+        wait_until(grabbed_again, lambda: "the hotkey is not grabbed again")
+        self.hold_and_speak("thank you")
+        self.expect_paste("thank you")
+        self.expect_orderly_end()
+
+    def test_next_text_gets_to_the_clipboard(self):
+        self.hold_and_speak("hello world")
+        self.expect_paste("hello world")
+        self.lose(self.keyboard.connections(self.quillo).keys() - self.at_start.keys())
+        self.editor.clear()
+        self.hold_and_speak("thank you")
+        self.expect_paste("thank you")
+        self.expect_orderly_end()
 
 
 if __name__ == "__main__":

@@ -12,6 +12,7 @@ latest with the calling process. Any number of desktops can exist side by side.
 """
 
 from .desktop import HOTKEY, Desktop
+from .overlay import find_overlay, see_overlay
 from .program import Program, wait_until
 
-__all__ = ["HOTKEY", "Desktop", "Program", "wait_until"]
+__all__ = ["HOTKEY", "Desktop", "Program", "find_overlay", "see_overlay", "wait_until"]

@@ -6,20 +6,20 @@ import os
 import re
 import shutil
 import signal
-import subprocess
 import tempfile
 import threading
 from pathlib import Path
 
 from .microphone import HERE, Microphone, synthesise, write_silence
 from .program import PATIENCE, Program, wait_until
+from .screen import Screen
 
 HOTKEY = ("Control_L", "Shift_L", "space")
 """Quillo's default hotkey, in the order in which a person presses it."""
 
 
 class Keyboard:
-    """Presses keys: through XTest as a program does, or as the hardware does."""
+    """Presses keys: through XTest as a program does, or as the hardware does. And other deeds of desktop_keys."""
 
     def __init__(self, helper, env):
         self._program = Program([helper], env)
@@ -43,6 +43,18 @@ class Keyboard:
 
     def tap(self, key):
         return self.send("down " + key, "up " + key)
+
+    def connections(self, program):
+        """The X connections of a program: of each an id, and how many things it has in the server, grabs included."""
+        self._program.send(f"connections {program.process.pid}\n")
+        found = self._program.wait_for_line(r"^connections(.*)")[1]
+        self._answer()
+        numbers = [int(number) for number in found.split()]
+        return dict(zip(numbers[::2], numbers[1::2]))
+
+    def disconnect(self, connection):
+        """Cuts a connection, as the server does when it gives up on a program."""
+        self.send(f"disconnect {connection}")
 
     @contextlib.contextmanager
     def held(self, *keys, hardware=False):
@@ -88,6 +100,10 @@ class Editor:
 
     def wait_for_key(self, event):
         wait_until(lambda: event in self.keys(), lambda: f"no {event} among the editor's keys {self.keys()}")
+
+    def clicks(self):
+        """How many times the mouse was pressed on the text."""
+        return sum("MouseButtonPress" in line for line in self.events)
 
     def pastes(self):
         """How many times Ctrl+V has arrived."""
@@ -137,6 +153,7 @@ class Desktop:
         if self._with_microphone:
             self.microphone = self._until_end(Microphone(self.env))
         self.env["DISPLAY"] = self._start_screen()
+        self.screen = Screen(self.env)
         self._start_window_manager()
         self.keyboard = self._until_end(Keyboard(self._helpers / "desktop_keys", self.env))
         self.editor = self._until_end(Editor(self._helpers / "desktop_editor", self.root / "text", self.env))
@@ -150,7 +167,7 @@ class Desktop:
     def _environment(self):
         """The caller's environment without anything that leads to the caller's own desktop or profile."""
         foreign = re.compile(
-            "(XDG|DBUS|PULSE|PIPEWIRE|ALSA|QT|GTK|LC|WAYLAND|SESSION)_|(DISPLAY|XAUTHORITY|XMODIFIERS)$"
+            "(XDG|DBUS|PULSE|PIPEWIRE|ALSA|QT|GTK|LC|WAYLAND|SESSION)_|(DISPLAY|XAUTHORITY|XMODIFIERS)$|(?i:.*_proxy$)"
         )
         env = {name: value for name, value in os.environ.items() if not foreign.match(name)}
         home = self.root / "home"
@@ -178,7 +195,7 @@ class Desktop:
     def _start_screen(self):
         read, write = os.pipe()
         os.set_inheritable(write, True)
-        command = ["Xvfb", "-displayfd", str(write), "-screen", "0", "1024x640x24", "-nolisten", "tcp", "-noreset"]
+        command = ["Xvfb", "-displayfd", str(write), "-screen", "0", "1024x720x24", "-nolisten", "tcp", "-noreset"]
         try:
             server = self._until_end(Program(command, self.env, pass_fds=[write]))
         finally:
@@ -202,6 +219,13 @@ class Desktop:
         """The data folder of the program under test."""
         return Path(self.env["XDG_DATA_HOME"], "Quillo")
 
+    def configure(self, **settings):
+        """Replaces the settings file of the program under test."""
+        file = Path(self.env["XDG_CONFIG_HOME"], "Quillo/Quillo.ini")
+        file.parent.mkdir(parents=True, exist_ok=True)
+        values = {key: str(value).lower() if isinstance(value, bool) else value for key, value in settings.items()}
+        file.write_text("[General]\n" + "".join(f"{key}={value}\n" for key, value in values.items()))
+
     def install_model(self, model_id, file):
         """Makes a copy of the file the active model of the given id."""
         for folder in ("models", "config"):
@@ -212,6 +236,10 @@ class Desktop:
     def remove_models(self):
         shutil.rmtree(self.data_dir, ignore_errors=True)
 
+    @property
+    def history_file(self):
+        return self.data_dir / "history.json"
+
     # ---- programs
 
     def start_quillo(self, *args, armed=True):
@@ -221,9 +249,10 @@ class Desktop:
             program.wait_for_line(r"\[Quillo\] Hotkey registered: ")
         return program
 
-    def screenshot(self, path):
-        """Writes the whole screen to a PNG file."""
-        subprocess.run(["import", "-window", "root", str(path)], env=self.env, check=True, timeout=PATIENCE)
+    def start_tray(self):
+        """Starts a place for tray icons at the lower right."""
+        place = ["--edge", "bottom", "--align", "right", "--width", "20", "--height", "32"]
+        return self._until_end(Program(["trayer", *place], self.env))
 
     # ---- sound
 

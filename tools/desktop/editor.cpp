@@ -1,8 +1,9 @@
 // Another application's text field: `desktop_editor FILE`.
 //
-// FILE always holds the whole text, replaced atomically at every change. Each key event, focus change and change of the
-// text is a line on standard output that begins with the monotonic time in nanoseconds. The line "clear" on standard
-// input empties the field and is answered by "cleared"; the end of standard input ends the program.
+// FILE always holds the whole text, replaced atomically at every change. Each key event, press of the mouse, focus
+// change and change of the text is a line on standard output that begins with the monotonic time in nanoseconds. The
+// line "clear" on standard input empties the field and is answered by "cleared"; the end of standard input ends the
+// program.
 
 #include <QApplication>
 #include <QFocusEvent>
@@ -79,6 +80,13 @@ protected:
             break;
         }
         return QPlainTextEdit::event(event);
+    }
+
+    bool viewportEvent(QEvent* event) override
+    {
+        if (event->type() == QEvent::MouseButtonPress)
+            report(nameOf(event->type()));
+        return QPlainTextEdit::viewportEvent(event);
     }
 
 private:

@@ -1,8 +1,12 @@
-// Presses keys and occupies hotkeys for the end-to-end tests: `desktop_keys`, commands on standard input, one a line:
+// Presses keys, occupies hotkeys and cuts connections for the end-to-end tests: `desktop_keys`, commands on standard
+// input, one a line:
 //
 //   down KEYSYM, up KEYSYM         through XTest, as any program can
 //   hw down KEYSYM, hw up KEYSYM   on the server's hardware keyboard, as a person does
 //   grab KEYSYM, ungrab KEYSYM     own the combination of Ctrl+Shift and this key, as another program's hotkey
+//   connections PID                before the answer a line "connections", and of each X connection of the process an
+//                                  id and how many things it has in the server, grabs included
+//   disconnect ID                  cuts the connection that the id belongs to
 //
 // Each command is answered by one line: "ok" and the monotonic time in nanoseconds just before the server was asked,
 // or "error" and the reason.
@@ -10,6 +14,7 @@
 #include <X11/Xlib.h>
 #include <X11/extensions/XInput.h>
 #include <X11/extensions/XInput2.h>
+#include <X11/extensions/XRes.h>
 #include <X11/extensions/XTest.h>
 
 #include <chrono>
@@ -51,6 +56,42 @@ XDevice* openHardwareKeyboard(Display* display)
     return keyboard;
 }
 
+int countResources(Display* display, XID client)
+{
+    int kinds = 0;
+    XResType* types = nullptr;
+    if (!XResQueryClientResources(display, client, &kinds, &types))
+        return 0;
+    int sum = 0;
+    for (int i = 0; i < kinds; ++i)
+        sum += static_cast<int>(types[i].count);
+    XFree(types);
+    return sum;
+}
+
+// A connection is named by its first resource, the graphics context that Xlib makes for the screen.
+std::string printConnections(Display* display, pid_t process)
+{
+    int count = 0;
+    XResClient* clients = nullptr;
+    if (!XResQueryClients(display, &count, &clients))
+        return "the server does not name its clients";
+    std::printf("connections");
+    for (int i = 0; i < count; ++i) {
+        XResClientIdSpec wanted{clients[i].resource_base, XRES_CLIENT_ID_PID_MASK};
+        long idCount = 0;
+        XResClientIdValue* ids = nullptr;
+        if (XResQueryClientIds(display, 1, &wanted, &idCount, &ids) != Success)
+            continue;
+        if (idCount == 1 && XResGetClientPid(ids) == process)
+            std::printf(" %lu %d", clients[i].resource_base, countResources(display, clients[i].resource_base));
+        XResClientIdsDestroy(idCount, ids);
+    }
+    std::printf("\n");
+    XFree(clients);
+    return {};
+}
+
 /// Carries out one command; returns the reason of a failure, empty on success.
 std::string carryOut(Display* display, XDevice* hardware, const std::string& line)
 {
@@ -62,12 +103,16 @@ std::string carryOut(Display* display, XDevice* hardware, const std::string& lin
     if (onHardware)
         words >> verb;
     words >> key;
+    if (verb == "connections")
+        return printConnections(display, std::stoi(key));
     const KeyCode code = XKeysymToKeycode(display, XStringToKeysym(key.c_str()));
-    if (code == 0)
+    if (code == 0 && verb != "disconnect")
         return "no such key: " + key;
 
     refused = false;
-    if (verb == "grab")
+    if (verb == "disconnect")
+        XKillClient(display, std::stoul(key));
+    else if (verb == "grab")
         XGrabKey(
             display, code, ControlMask | ShiftMask, DefaultRootWindow(display), False, GrabModeAsync, GrabModeAsync);
     else if (verb == "ungrab")

@@ -10,6 +10,7 @@
 #include <QDialogButtonBox>
 #include <QHBoxLayout>
 #include <QPushButton>
+#include <QTabBar>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
@@ -47,6 +48,7 @@ void SettingsDialog::buildTabs()
     tabs_->setObjectName("settingsTabs");
     tabs_->setAccessibleName("Settings");
     tabs_->setDocumentMode(true);
+    tabs_->tabBar()->setDrawBase(false); // a white line under the dark style
     // The spaces keep the titles apart from the edges of their tabs.
     tabs_->addTab(modelsTab_, " Models ");
     tabs_->addTab(microphoneTab_, " Mic ");
