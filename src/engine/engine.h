@@ -45,8 +45,7 @@ public:
     /// The hotkey as text, initially "Ctrl+Shift+Space". Takes effect at the next start or restartHotkey.
     void setHotkey(const std::string& hotkeyText);
 
-    /// Receives each delivered text, trimmed, on the thread of the stop sequence: usually a worker thread. To be set
-    /// before start.
+    /// Receives each delivered text, trimmed, on a worker thread. To be set before start.
     void setOnTranscription(std::function<void(const std::string&)> onTranscription);
 
     /// Arms the hotkey. When it cannot be had, diagnostic lines say so and the program goes on without it.

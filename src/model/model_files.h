@@ -2,15 +2,11 @@
 
 #include "model/catalogue.h"
 
-#include <filesystem>
 #include <string>
 
 namespace quillo::model {
 
 /// Where the models lie on disk. Pure functions; nothing is created, any thread.
-
-/// The file system's form of a path in UTF-8.
-std::filesystem::path pathFromUtf8(const std::string& utf8);
 
 /// The file of a model inside modelsDir(), UTF-8.
 std::string modelFilePath(const ModelInfo& model);

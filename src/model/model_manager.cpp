@@ -1,5 +1,6 @@
 #include "model/model_manager.h"
 
+#include "base/utf8_path.h"
 #include "model/model_files.h"
 #include "settings/paths.h"
 

@@ -1,31 +1,24 @@
 #include "settings/paths.h"
 
+#include "base/utf8_path.h"
 #include "platform/data_root.h"
 
-#include <filesystem>
-
 namespace quillo {
-
-namespace {
-
-constexpr char separator = static_cast<char>(std::filesystem::path::preferred_separator);
-
-} // namespace
 
 std::string appDataDir()
 {
     const std::string root = platform::dataRoot();
-    return root.empty() ? root : root + separator + "Quillo";
+    return root.empty() ? root : root + pathSeparator + "Quillo";
 }
 
 std::string configDir()
 {
-    return appDataDir() + separator + "config";
+    return appDataDir() + pathSeparator + "config";
 }
 
 std::string modelsDir()
 {
-    return appDataDir() + separator + "models";
+    return appDataDir() + pathSeparator + "models";
 }
 
 } // namespace quillo

@@ -1,6 +1,7 @@
 #include "transcribe/model_file.h"
 
-#include <filesystem>
+#include "base/utf8_path.h"
+
 #include <stdexcept>
 
 namespace quillo {
@@ -13,7 +14,7 @@ constexpr int toleratedReadsAtEnd = 8;
 } // namespace
 
 ModelFile::ModelFile(const std::string& path)
-    : file_(std::filesystem::path(std::u8string(path.begin(), path.end())), std::ios::binary)
+    : file_(pathFromUtf8(path), std::ios::binary)
 {
 }
 

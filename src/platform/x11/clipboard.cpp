@@ -28,12 +28,10 @@ x11::SelectionOwner& clipboard()
 
 std::vector<unsigned> heldModifiers(Display* display, const x11::KeyMap& keys)
 {
-    char bits[x11::keycodeCount / 8] = {};
-    XQueryKeymap(display, bits);
+    const auto down = x11::keysDown(display);
     std::vector<unsigned> held;
     for (unsigned keycode = 0; keycode < x11::keycodeCount; ++keycode)
-        if (((static_cast<unsigned char>(bits[keycode / 8]) >> (keycode % 8)) & 1U)
-            && x11::modifierOf(keys.virtualKey(keycode)))
+        if (down[keycode] && x11::modifierOf(keys.virtualKey(keycode)))
             held.push_back(keycode);
     return held;
 }

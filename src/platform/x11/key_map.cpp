@@ -202,6 +202,16 @@ unsigned KeyMap::exactState(std::uint32_t modifiers) const
     return state;
 }
 
+std::bitset<keycodeCount> keysDown(Display* display)
+{
+    char bits[keycodeCount / 8] = {};
+    XQueryKeymap(display, bits);
+    std::bitset<keycodeCount> down;
+    for (unsigned keycode = 0; keycode < keycodeCount; ++keycode)
+        down[keycode] = (static_cast<unsigned char>(bits[keycode / 8]) >> (keycode % 8)) & 1U;
+    return down;
+}
+
 std::uint32_t modifierOf(std::uint32_t virtualKey)
 {
     switch (virtualKey) {

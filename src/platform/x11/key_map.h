@@ -3,6 +3,7 @@
 #include "platform/keys.h"
 
 #include <array>
+#include <bitset>
 #include <cstdint>
 #include <vector>
 
@@ -44,6 +45,9 @@ private:
     std::array<std::uint8_t, keycodeCount> virtualKeys_{};
     std::array<std::uint8_t, keycodeCount> stateMasks_{};
 };
+
+/// Which keys the server holds to be down now, by keycode.
+std::bitset<keycodeCount> keysDown(Display* display);
 
 /// The modifier bit of a modifier key, sided or not; 0 for every other key.
 std::uint32_t modifierOf(std::uint32_t virtualKey);

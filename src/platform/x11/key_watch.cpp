@@ -56,10 +56,7 @@ int KeyWatch::start()
     // Without this every repeat would look like a release and a press.
     XkbSetDetectableAutoRepeat(display, True, nullptr);
     XkbSelectEventDetails(display, XkbUseCoreKbd, XkbStateNotify, XkbGroupStateMask, XkbGroupStateMask);
-    char bits[keycodeCount / 8] = {};
-    XQueryKeymap(display, bits);
-    for (unsigned keycode = 0; keycode < keycodeCount; ++keycode)
-        down_[keycode] = (static_cast<unsigned char>(bits[keycode / 8]) >> (keycode % 8)) & 1U;
+    down_ = keysDown(display);
     reloadKeys();
     return connection_.lost() ? ECONNRESET : 0;
 }
