@@ -1,6 +1,7 @@
 #include "transcribe/cloud_transcriber.h"
 
 #include "base/log.h"
+#include "net/certificates.h"
 #include "net/curl_handles.h"
 #include "transcribe/json_field.h"
 #include "transcribe/wav.h"
@@ -10,6 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <string_view>
 #include <thread>
@@ -42,6 +44,11 @@ const Service* findService(std::string_view name)
     return service == services.end() ? nullptr : service;
 }
 
+bool isEligible(const CloudProvider& provider)
+{
+    return provider.enabled && !provider.apiKey.empty();
+}
+
 constexpr std::size_t longestAnswer = 4 << 20; // bytes; many hours of speech as text
 
 struct Answer {
@@ -70,7 +77,7 @@ Answer perform(CURL* handle, const std::string& url, const std::string& apiKey, 
     curl_easy_setopt(handle, CURLOPT_WRITEDATA, &answer.body);
     curl_easy_setopt(handle, CURLOPT_TIMEOUT, static_cast<long>(timeout.count()));
     curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L); // signal handlers belong to the process, not to one thread of it
-    answer.result = curl_easy_perform(handle);
+    answer.result = performWithQuickTrust(handle);
     curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &answer.status);
     return answer;
 }
@@ -199,20 +206,30 @@ void CloudTranscriber::setProviders(const std::vector<CloudProvider>& providers)
 {
     const std::lock_guard lock(mutex_);
     providers_ = providers;
+    if (std::any_of(providers.begin(), providers.end(), isEligible))
+        takeRuntime(); // now, rather than during the first dictation
+}
+
+CurlRuntime CloudTranscriber::takeRuntime()
+{
+    if (!runtime_)
+        runtime_.emplace();
+    return *runtime_;
 }
 
 void CloudTranscriber::transcribeAsync(const std::string& audio, TranscriptionDone done)
 {
-    const auto wav = std::make_shared<const WavFile>(
-        encodeWav(reinterpret_cast<const float*>(audio.data()), audio.size() / sizeof(float)));
-    UploadTask task{runtime_, {}, wav, std::move(done), timeouts_.transcription};
     std::unique_lock lock(mutex_);
-    const std::vector<CloudProvider> providers = providers_;
+    std::vector<CloudProvider> asked;
+    std::copy_if(providers_.begin(), providers_.end(), std::back_inserter(asked), isEligible);
+    if (asked.empty())
+        return;
+    UploadTask task{takeRuntime(), {}, {}, std::move(done), timeouts_.transcription};
     lock.unlock();
-    for (const CloudProvider& provider : providers) {
-        if (!provider.enabled || provider.apiKey.empty())
-            continue;
-        task.provider = provider;
+    task.wav = std::make_shared<const WavFile>(
+        encodeWav(reinterpret_cast<const float*>(audio.data()), audio.size() / sizeof(float)));
+    for (CloudProvider& provider : asked) {
+        task.provider = std::move(provider);
         std::thread([task] { upload(task); }).detach();
     }
 }
@@ -231,7 +248,10 @@ void CloudTranscriber::testConnection(
             done(false);
         return;
     }
-    std::thread([task = TestTask{runtime_, provider, apiKey, url, std::move(done), timeouts_.connectionTest}] {
+    std::unique_lock lock(mutex_);
+    TestTask task{takeRuntime(), provider, apiKey, url, std::move(done), timeouts_.connectionTest};
+    lock.unlock();
+    std::thread([task = std::move(task)] {
         const bool isAccepted = isKeyAccepted(task);
         if (task.done)
             task.done(isAccepted);

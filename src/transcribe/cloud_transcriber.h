@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -54,9 +55,11 @@ public:
     void testConnection(const std::string& provider, const std::string& apiKey, const std::string& url, TestDone done);
 
 private:
-    CurlRuntime runtime_;
+    CurlRuntime takeRuntime();
+
     CloudTimeouts timeouts_;
-    std::mutex mutex_; // guards providers_
+    std::mutex mutex_; // guards what follows
+    std::optional<CurlRuntime> runtime_; ///< from when it is first needed: libcurl is large
     std::vector<CloudProvider> providers_;
 };
 

@@ -53,6 +53,15 @@ class Cloud(DesktopTest):
         self.assertEqual(self.quillo.count("Trying local"), 0)
         self.expect_orderly_end()
 
+    def test_authority_may_stand_in_the_bundle_alone(self):
+        self.services.answer(body='{"text": "trusted"}')
+        self.start_with_source("openai")
+        with self.services.vouched_for_by_the_bundle_alone():
+            self.hold_and_speak("hello world")
+            self.expect_paste("trusted")
+        self.expect_request()
+        self.expect_orderly_end()
+
     def test_local_model_takes_over_from_a_failing_service(self):
         self.services.answer(status=500, body='{"text": "an error"}')
         self.start_with_source("openai")
