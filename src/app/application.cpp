@@ -14,6 +14,7 @@
 #include "ui/settings/settings_panel.h"
 
 #include <QApplication>
+#include <QTimer>
 
 #include <algorithm>
 #include <limits>
@@ -127,12 +128,12 @@ Application::~Application()
 int Application::run()
 {
     const platform::TerminationRequests terminationRequests([this] { impl_->quit(); });
-    QObject sessionEnd;
-    QObject::connect(
-        qGuiApp, &QGuiApplication::commitDataRequest, &sessionEnd, [this] { impl_->quit(); }, Qt::DirectConnection);
+    const QObject whileRunning;
 
     impl_->tray.show();
     impl_->engine.start();
+    // Once the icon has been drawn.
+    QTimer::singleShot(0, &whileRunning, [this] { impl_->audioCapture.initialise(); });
     const int result = QApplication::exec();
     impl_->engine.stop();
     platform::settleClipboard();

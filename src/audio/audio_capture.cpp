@@ -2,6 +2,7 @@
 
 #include "audio/capture_context.h"
 #include "audio/input_stream.h"
+#include "audio/level.h"
 #include "base/log.h"
 
 #include <portaudio.h>
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 
 namespace quillo {
@@ -51,11 +53,12 @@ PaDeviceIndex resolveDevice(const std::string& id)
 } // namespace
 
 struct AudioCapture::Impl {
-    PortAudioLibrary library; // first, so that it outlives the stream
+    std::optional<PortAudioLibrary> library; // first, so that it outlives the streams
     std::string deviceId;
     float sensitivity = 0.5F;
     std::unique_ptr<CaptureContext> captureContext;
     InputStream captureStream; // after what its callback uses
+    InputStream testStream;
 };
 
 AudioCapture::AudioCapture()
@@ -65,11 +68,19 @@ AudioCapture::AudioCapture()
 
 AudioCapture::~AudioCapture()
 {
+    stopTest();
     stopCapture();
 }
 
-std::vector<std::pair<std::string, std::string>> AudioCapture::listInputDevices() const
+void AudioCapture::initialise()
 {
+    if (!impl_->library)
+        impl_->library.emplace();
+}
+
+std::vector<std::pair<std::string, std::string>> AudioCapture::listInputDevices()
+{
+    initialise();
     std::vector<std::pair<std::string, std::string>> devices;
     const PaDeviceIndex count = Pa_GetDeviceCount(); // an error is negative
     for (PaDeviceIndex index = 0; index < count; ++index) {
@@ -93,6 +104,7 @@ void AudioCapture::setVadSensitivity(float value)
 bool AudioCapture::startCapture(SamplesCallback onAudio, SamplesCallback onSegment)
 {
     stopCapture();
+    initialise();
     auto context = std::make_unique<CaptureContext>(
         CaptureContext::thresholdFor(impl_->sensitivity), std::move(onAudio), std::move(onSegment));
     const auto onBlock = [receiver = context.get()](
@@ -108,6 +120,22 @@ void AudioCapture::stopCapture()
     impl_->captureStream.close();
     if (const auto context = std::move(impl_->captureContext))
         context->flush();
+}
+
+bool AudioCapture::startTest(const std::string& deviceId, LevelCallback onLevel)
+{
+    stopTest();
+    initialise();
+    auto onBlock = [onLevel = std::move(onLevel)](const float* samples, std::size_t count) {
+        if (onLevel)
+            onLevel(blockLevel(samples, count));
+    };
+    return impl_->testStream.open(resolveDevice(deviceId), std::move(onBlock));
+}
+
+void AudioCapture::stopTest()
+{
+    impl_->testStream.close();
 }
 
 } // namespace quillo

@@ -9,25 +9,32 @@
 
 namespace quillo {
 
-/// The microphone: lists the input devices and records from one of them, 32-bit float samples, one channel, 16,000 a
-/// second, in blocks of 512.
+/// The microphone: lists the input devices, records from one of them, and measures how loud one of them is for a test
+/// by the user. Samples are 32-bit floats, one channel, 16,000 a second, in blocks of 512.
 ///
-/// The first object in the process initialises PortAudio and the last one terminates it; the list of devices is the
-/// one of that moment. Objects may live on different threads; the calls to one object come from one thread at a time.
-/// Failures are return values and are not logged.
+/// The first object that is used initialises PortAudio, and the last one to go terminates it; the list of devices is
+/// the one of the beginning. Objects may live on different threads; the calls to one object come from one thread at a
+/// time, except that startTest and stopTest may run beside stopCapture. Failures are return values and are not logged.
 class AudioCapture {
 public:
     /// Receives samples that are valid only during the call.
     using SamplesCallback = std::function<void(const float* samples, std::size_t count)>;
 
+    /// Receives the loudness of a block: 0 is silence, 100 an RMS of 0.2 or more, linear.
+    using LevelCallback = std::function<void(int level)>;
+
     AudioCapture();
-    ~AudioCapture(); ///< stops a running capture as stopCapture() does
+    ~AudioCapture(); ///< stops a running test and a running capture as stopTest() and stopCapture() do
     AudioCapture(const AudioCapture&) = delete;
     AudioCapture& operator=(const AudioCapture&) = delete;
 
+    /// Initialises PortAudio, which takes 10 to 200 ms. The other calls do it where needed: this one is for a moment
+    /// when nobody waits.
+    void initialise();
+
     /// Identifier and display name (UTF-8) of every input device, in PortAudio's order. One microphone can appear once
     /// for each host API.
-    std::vector<std::pair<std::string, std::string>> listInputDevices() const;
+    std::vector<std::pair<std::string, std::string>> listInputDevices();
 
     /// The device of the next capture: an identifier from the list. An empty one, or one that is not a number, means
     /// the system's default input device.
@@ -46,6 +53,15 @@ public:
     /// Ends the recording: waits for a running callback, delivers the pending segment and releases the callbacks.
     /// Does nothing when no capture runs.
     void stopCapture();
+
+    /// Measures a device, after stopTest(), whether or not a capture runs and whatever setDeviceId() was given. False
+    /// when the device is missing or refuses; the callback has then been released and is never called.
+    /// @param deviceId as for setDeviceId()
+    /// @param onLevel receives the level of every block on the audio thread; must be quick.
+    bool startTest(const std::string& deviceId, LevelCallback onLevel);
+
+    /// Ends the test: waits for a running callback and releases it. Does nothing when no test runs.
+    void stopTest();
 
 private:
     struct Impl;

@@ -1,5 +1,6 @@
 #include "audio/input_stream.h"
 
+#include <mutex>
 #include <utility>
 
 namespace quillo {
@@ -8,6 +9,14 @@ namespace {
 
 constexpr double sampleRate = 16000.0;
 constexpr unsigned long framesPerBlock = 512;
+
+std::mutex streamListMutex; // PortAudio's list of open streams has no lock of its own
+
+void closeStream(PaStream* stream)
+{
+    const std::lock_guard lock(streamListMutex);
+    Pa_CloseStream(stream);
+}
 
 } // namespace
 
@@ -36,12 +45,14 @@ bool InputStream::start(PaDeviceIndex device)
     input.channelCount = 1;
     input.sampleFormat = paFloat32;
     input.suggestedLatency = info->defaultLowInputLatency;
+    std::unique_lock lock(streamListMutex);
     if (Pa_OpenStream(&stream_, &input, nullptr, sampleRate, framesPerBlock, paClipOff, &receive, this) != paNoError) {
         stream_ = nullptr;
         return false;
     }
+    lock.unlock();
     if (Pa_StartStream(stream_) != paNoError) {
-        Pa_CloseStream(std::exchange(stream_, nullptr));
+        closeStream(std::exchange(stream_, nullptr));
         return false;
     }
     return true;
@@ -53,7 +64,7 @@ void InputStream::close()
         return;
     // A device that has died makes the stop fail; closing ends such a stream all the same.
     Pa_StopStream(stream_);
-    Pa_CloseStream(std::exchange(stream_, nullptr));
+    closeStream(std::exchange(stream_, nullptr));
     onBlock_ = nullptr;
 }
 

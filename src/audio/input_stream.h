@@ -8,7 +8,8 @@
 namespace quillo {
 
 /// A PortAudio input stream in Quillo's format: one channel of 32-bit float samples, 16,000 a second, in blocks of 512
-/// frames. It runs from a successful open() until close() or the destructor. One thread at a time.
+/// frames. It runs from a successful open() until close() or the destructor. One thread at a time; objects are
+/// independent of each other.
 class InputStream {
 public:
     /// Receives every block, on PortAudio's thread. Samples are valid only during the call.

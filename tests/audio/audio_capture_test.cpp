@@ -33,12 +33,17 @@ protected:
         return [&target, held = token](
                    const float* samples, std::size_t count) { target.insert(target.end(), samples, samples + count); };
     }
+    AudioCapture::LevelCallback appendTo(std::vector<int>& target)
+    {
+        return [&target, held = token](int level) { target.push_back(level); };
+    }
     bool callbacksReleased() const { return token.use_count() == 1; }
 
     FakePortAudio& card = FakePortAudio::instance();
     std::shared_ptr<int> token = std::make_shared<int>();
     Samples audio;
     Samples segments;
+    std::vector<int> levels;
 };
 
 TEST_F(AudioCaptureTest, ListsEveryDeviceWithAnInput)
@@ -46,7 +51,7 @@ TEST_F(AudioCaptureTest, ListsEveryDeviceWithAnInput)
     card.setDevices({{.name = "Speaker", .inputChannels = 0}, {.name = "Mikrofon ü", .inputChannels = 2},
                         {.hasInfo = false}, {.name = std::nullopt}},
         1);
-    const AudioCapture capture;
+    AudioCapture capture;
     EXPECT_THAT(capture.listInputDevices(), ElementsAre(Pair("1", "Mikrofon ü"), Pair("3", "Unknown Device")));
     card.setDevices({}, paNoDevice);
     EXPECT_THAT(capture.listInputDevices(), IsEmpty());
@@ -56,6 +61,9 @@ TEST_F(AudioCaptureTest, SharesThePortAudioLibrary)
 {
     auto first = std::make_unique<AudioCapture>();
     auto second = std::make_unique<AudioCapture>();
+    EXPECT_EQ(card.count(PaCall::Initialize), 0);
+    first->initialise();
+    EXPECT_THAT(second->listInputDevices(), testing::SizeIs(1));
     EXPECT_EQ(card.count(PaCall::Initialize), 1);
     first.reset();
     EXPECT_EQ(card.count(PaCall::Terminate), 0);
@@ -70,6 +78,7 @@ TEST_F(AudioCaptureTest, LivesWithoutPortAudio)
     verboseOutput = true;
     testing::internal::CaptureStderr();
     AudioCapture capture;
+    capture.initialise();
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "[Quillo] PortAudio could not be initialised: Fake failure\n");
     verboseOutput = false;
     EXPECT_THAT(capture.listInputDevices(), IsEmpty());
@@ -84,18 +93,35 @@ struct DeviceCase {
     friend void PrintTo(const DeviceCase& that, std::ostream* out) { *out << '"' << that.id << '"'; }
 };
 
-class DeviceResolution : public AudioCaptureTest, public testing::WithParamInterface<DeviceCase> { };
+class DeviceResolution : public AudioCaptureTest, public testing::WithParamInterface<DeviceCase> {
+protected:
+    DeviceResolution()
+    {
+        card.setDevices(
+            {{}, {.inputChannels = 0}, {.hasInfo = false}, {.lowInputLatency = 0.03}, {.lowInputLatency = 0.04}},
+            GetParam().defaultInput);
+    }
+    void expectOutcome(bool started) const;
+};
 
 TEST_P(DeviceResolution, OpensTheRightDeviceOrNone)
 {
-    card.setDevices(
-        {{}, {.inputChannels = 0}, {.hasInfo = false}, {.lowInputLatency = 0.03}, {.lowInputLatency = 0.04}},
-        GetParam().defaultInput);
     AudioCapture capture;
     capture.setDeviceId(GetParam().id);
-    ASSERT_EQ(capture.startCapture(appendTo(audio), appendTo(segments)), GetParam().opened.has_value());
+    expectOutcome(capture.startCapture(appendTo(audio), appendTo(segments)));
+}
 
-    if (!GetParam().opened) {
+TEST_P(DeviceResolution, OpensTheRightDeviceOrNoneForATest)
+{
+    AudioCapture capture;
+    capture.setDeviceId("0");
+    expectOutcome(capture.startTest(GetParam().id, appendTo(levels)));
+}
+
+void DeviceResolution::expectOutcome(bool started) const
+{
+    ASSERT_EQ(started, GetParam().opened.has_value());
+    if (!started) {
         EXPECT_EQ(card.count(PaCall::OpenStream), 0);
         EXPECT_TRUE(callbacksReleased());
         return;
@@ -135,6 +161,18 @@ TEST_P(RefusingDevice, LeavesNothingOpen)
     card.fail(GetParam(), paNoError);
     EXPECT_TRUE(capture.startCapture(appendTo(audio), appendTo(segments)));
     EXPECT_EQ(card.runningStreams(), 1U);
+}
+
+TEST_P(RefusingDevice, LeavesNothingOpenAfterATest)
+{
+    AudioCapture capture;
+    ASSERT_TRUE(capture.startTest("", appendTo(levels)));
+    card.fail(GetParam());
+    EXPECT_FALSE(capture.startTest("", appendTo(levels)));
+    EXPECT_EQ(card.openStreams(), 0U);
+    EXPECT_TRUE(callbacksReleased());
+    capture.stopTest();
+    EXPECT_EQ(card.count(PaCall::StopStream), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, RefusingDevice, testing::Values(PaCall::OpenStream, PaCall::StartStream));
@@ -246,6 +284,69 @@ TEST_F(AudioCaptureTest, StopsCleanlyUnderConstantSound)
         capture.stopCapture();
         stopped = true;
         EXPECT_TRUE(callbacksReleased());
+    }
+    speaking = false;
+    speaker.join();
+}
+
+TEST_F(AudioCaptureTest, TestMeasuresEveryBlock)
+{
+    AudioCapture capture;
+    ASSERT_TRUE(capture.startTest("", appendTo(levels)));
+    card.pushNull();
+    for (const float amplitude : {0.0F, 0.05F, 0.2F})
+        EXPECT_EQ(card.push(Samples(512, amplitude)), 1U);
+    std::vector<int> later;
+    ASSERT_TRUE(capture.startTest("", appendTo(later)));
+    EXPECT_EQ(card.push(Samples(1024, 0.1F)), 1U);
+    capture.stopTest();
+    EXPECT_TRUE(callbacksReleased());
+    EXPECT_EQ(card.push(Samples(512, 0.1F)), 0U);
+    EXPECT_THAT(levels, ElementsAre(0, 25, 100));
+    EXPECT_THAT(later, ElementsAre(50, 50));
+
+    ASSERT_TRUE(capture.startTest("", nullptr));
+    EXPECT_EQ(card.push(Samples(512, 0.1F)), 1U);
+}
+
+TEST_F(AudioCaptureTest, TestAndCaptureLeaveEachOtherAlone)
+{
+    card.setDevices({{}, {}}, 0);
+    AudioCapture capture;
+    capture.setDeviceId("1");
+    ASSERT_TRUE(capture.startCapture(appendTo(audio), appendTo(segments)));
+    ASSERT_TRUE(capture.startTest("0", appendTo(levels)));
+    const Samples block(512, 0.1F);
+    EXPECT_EQ(card.push(block), 2U);
+    capture.stopTest();
+    EXPECT_EQ(card.push(block), 1U);
+    ASSERT_TRUE(capture.startTest("0", appendTo(levels)));
+    capture.stopCapture();
+    EXPECT_EQ(card.push(block), 1U);
+    EXPECT_EQ(audio.size(), 1024U);
+    EXPECT_EQ(segments.size(), 1024U);
+    EXPECT_THAT(levels, ElementsAre(50, 50));
+
+    ASSERT_TRUE(capture.startCapture(appendTo(audio), nullptr));
+    EXPECT_EQ(card.lastOpenRequest().input.device, 1);
+}
+
+// The engine ends a recording on a thread of its own while the user tries the microphone.
+TEST_F(AudioCaptureTest, TestRunsWhileAnotherThreadStopsTheCapture)
+{
+    AudioCapture capture;
+    std::atomic<bool> speaking = true;
+    std::thread speaker([&] {
+        while (speaking)
+            card.push(Samples(512, 0.1F));
+    });
+    for (int i = 0; i < 200; ++i) {
+        EXPECT_TRUE(capture.startCapture([](const float*, std::size_t) {}, nullptr));
+        std::thread stopper([&] { capture.stopCapture(); });
+        EXPECT_TRUE(capture.startTest("", appendTo(levels)));
+        capture.stopTest();
+        EXPECT_TRUE(callbacksReleased());
+        stopper.join();
     }
     speaking = false;
     speaker.join();

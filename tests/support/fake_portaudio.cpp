@@ -1,9 +1,13 @@
 #include "support/fake_portaudio.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <thread>
 
 namespace quillo::test {
 namespace {
@@ -36,6 +40,26 @@ std::map<PaCall, PaError> failures;
 std::map<PaCall, int> counts;
 FakeOpenRequest lastRequest;
 std::vector<std::shared_ptr<Stream>> openedStreams;
+
+/// The real library does not guard its list of open streams: a program that changes it on two threads at once is
+/// broken.
+class ListChange {
+public:
+    ListChange()
+    {
+        if (busy_.exchange(true)) {
+            std::fputs("Two threads open or close a stream at the same time\n", stderr);
+            std::abort();
+        }
+        std::this_thread::yield(); // gives another one the time to be caught
+    }
+    ~ListChange() { busy_ = false; }
+    ListChange(const ListChange&) = delete;
+    ListChange& operator=(const ListChange&) = delete;
+
+private:
+    static inline std::atomic<bool> busy_ = false;
+};
 
 std::vector<std::shared_ptr<Stream>> allStreams()
 {
@@ -150,7 +174,7 @@ std::size_t FakePortAudio::push(std::span<const float> samples)
         bool heard = true;
         for (std::size_t start = 0; heard && start < samples.size(); start += stream->framesPerBuffer) {
             const auto frames = std::min<std::size_t>(stream->framesPerBuffer, samples.size() - start);
-            heard = stream->deliver(samples.data() + start, frames);
+            heard = stream->deliver(samples.data() + start, static_cast<unsigned long>(frames));
         }
         reached += heard ? 1 : 0;
     }
@@ -208,6 +232,7 @@ PaError Pa_OpenStream(PaStream** stream, const PaStreamParameters* inputParamete
     const PaStreamParameters* outputParameters, double sampleRate, unsigned long framesPerBuffer,
     PaStreamFlags streamFlags, PaStreamCallback* streamCallback, void* userData)
 {
+    const ListChange change;
     const std::lock_guard lock(mutex);
     lastRequest = {inputParameters ? *inputParameters : PaStreamParameters{}, outputParameters != nullptr, sampleRate,
         framesPerBuffer, streamFlags};
@@ -233,6 +258,7 @@ PaError Pa_StopStream(PaStream* stream)
 
 PaError Pa_CloseStream(PaStream* stream)
 {
+    const ListChange change;
     const PaError error = setRunning(PaCall::CloseStream, stream, false); // waits for a callback, as the real one does
     const std::lock_guard lock(mutex);
     if (error == paNoError)
