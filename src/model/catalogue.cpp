@@ -37,9 +37,8 @@ const std::vector<ModelInfo>& modelCatalogue()
     return catalogue;
 }
 
-const ModelInfo* findModel(std::string_view id)
+const ModelInfo* findModel(std::string_view id, const std::vector<ModelInfo>& catalogue)
 {
-    const auto& catalogue = modelCatalogue();
     const auto found =
         std::find_if(catalogue.begin(), catalogue.end(), [id](const ModelInfo& model) { return model.id == id; });
     return found == catalogue.end() ? nullptr : &*found;

@@ -30,7 +30,7 @@ struct ModelInfo {
 /// All models that Quillo offers, in the order in which they are shown. Never changes; any thread.
 const std::vector<ModelInfo>& modelCatalogue();
 
-/// The row with this id, or null. The row lives as long as the process.
-const ModelInfo* findModel(std::string_view id);
+/// The first row with this id, or null. The row lives as long as its catalogue.
+const ModelInfo* findModel(std::string_view id, const std::vector<ModelInfo>& catalogue = modelCatalogue());
 
 } // namespace quillo::model

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 namespace quillo::model {
 
@@ -48,9 +49,15 @@ void replaceFile(const fs::path& path, const std::string& content)
 
 } // namespace
 
+ModelManager::ModelManager(std::vector<ModelInfo> catalogue, std::chrono::seconds stallLimit)
+    : catalogue_(std::move(catalogue))
+    , stallLimit_(stallLimit)
+{
+}
+
 std::vector<ModelInfo> ModelManager::availableModels() const
 {
-    std::vector<ModelInfo> models = modelCatalogue();
+    std::vector<ModelInfo> models = catalogue_;
     const std::string activeId = activeModelId();
     for (ModelInfo& model : models) {
         if (const auto size = fileSize(pathFromUtf8(modelFilePath(model)))) {
@@ -63,8 +70,8 @@ std::vector<ModelInfo> ModelManager::availableModels() const
 
 ModelInfo ModelManager::recommendedModel() const
 {
-    const ModelInfo* model = findModel("distil-large-v3");
-    return model ? *model : modelCatalogue().back();
+    const ModelInfo* model = find("distil-large-v3");
+    return model ? *model : catalogue_.back();
 }
 
 std::string ModelManager::activeModelId() const
@@ -80,7 +87,7 @@ std::string ModelManager::activeModelId() const
 
 bool ModelManager::setActiveModel(const std::string& id)
 {
-    const ModelInfo* model = findModel(id);
+    const ModelInfo* model = find(id);
     if (!model || !isPresent(pathFromUtf8(modelFilePath(*model))))
         return false;
     std::error_code ignored;
@@ -91,7 +98,7 @@ bool ModelManager::setActiveModel(const std::string& id)
 
 std::string ModelManager::activeModelPath() const
 {
-    const ModelInfo* model = findModel(activeModelId());
+    const ModelInfo* model = find(activeModelId());
     if (!model)
         return {};
     const std::string path = modelFilePath(*model);
@@ -100,12 +107,18 @@ std::string ModelManager::activeModelPath() const
 
 bool ModelManager::deleteModel(const std::string& id)
 {
-    const ModelInfo* model = findModel(id);
+    const ModelInfo* model = find(id);
     if (!model || id == activeModelId())
         return false;
     const fs::path path = pathFromUtf8(modelFilePath(*model));
     std::error_code error;
     return !fs::is_directory(path, error) && fs::remove(path, error);
+}
+
+void ModelManager::downloadModel(const std::string& id, DownloadReport onProgress)
+{
+    if (const ModelInfo* model = find(id))
+        startDownload(*model, std::move(onProgress), stallLimit_);
 }
 
 std::uint64_t ModelManager::usedSpace() const

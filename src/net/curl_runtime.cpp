@@ -9,7 +9,7 @@ namespace quillo {
 namespace {
 
 // Held during set-up and tear-down too: neither may overlap the other, and not even inUse() may miss a tear-down.
-constinit std::mutex mutex;
+std::mutex mutex;
 constinit int holders = 0;
 
 } // namespace

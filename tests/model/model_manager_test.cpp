@@ -1,10 +1,10 @@
 #include "model/model_manager.h"
 #include "settings/paths.h"
+#include "support/fake_platform.h"
 #include "support/temporary_folder.h"
 
 #include <gmock/gmock.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 /// Every test has data folders of its own.
 class ModelManagerTest : public testing::Test {
 protected:
-    ModelManagerTest() { setenv("XDG_DATA_HOME", root.c_str(), 1); }
+    ModelManagerTest() { test::FakePlatform::instance().setDataRoot(root.string()); }
 
     static void write(const fs::path& path, const std::string& content)
     {

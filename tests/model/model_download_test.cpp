@@ -1,0 +1,418 @@
+#include "model/model_manager.h"
+#include "net/curl_runtime.h"
+#include "support/fake_platform.h"
+#include "support/stand_in_services.h"
+
+#include <gmock/gmock.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <ostream>
+#include <random>
+#include <stdexcept>
+#include <thread>
+
+namespace quillo::model {
+namespace {
+
+namespace fs = std::filesystem;
+
+using test::StandInServices;
+using namespace std::chrono_literals;
+
+constexpr std::size_t modelSize = 300'001; // half of it is 49.99 %
+
+void write(const fs::path& path, const std::string& content)
+{
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+std::string read(const fs::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+struct Report {
+    ModelInfo info;
+    int percent = 0;
+    std::thread::id thread;
+};
+
+/// What a download reports. It shares the list with its receiver, which may therefore be called at any time.
+class Reports {
+public:
+    DownloadReport receiver() const
+    {
+        return [list = list_](const ModelInfo& info, int percent) {
+            const std::lock_guard lock(list->mutex);
+            list->reports.push_back({info, percent, std::this_thread::get_id()});
+        };
+    }
+
+    std::vector<Report> soFar() const
+    {
+        const std::lock_guard lock(list_->mutex);
+        return list_->reports;
+    }
+
+    /// Expects a download that is over: rising percentages, then this end.
+    void expectEnd(ModelStatus end) const
+    {
+        const auto reports = soFar();
+        ASSERT_FALSE(reports.empty());
+        const Report& last = reports.back();
+        EXPECT_EQ(last.info.status, end);
+        EXPECT_EQ(last.percent, end == ModelStatus::Downloaded ? 100 : 0);
+        int percent = 0;
+        for (const Report& report : reports) {
+            EXPECT_EQ(report.info.progress, report.percent);
+            EXPECT_EQ(report.info.id, last.info.id);
+            if (&report == &last)
+                break;
+            EXPECT_EQ(report.info.status, ModelStatus::Downloading);
+            EXPECT_TRUE(percent <= report.percent && report.percent <= 100) << percent << ", " << report.percent;
+            percent = report.percent;
+        }
+    }
+
+private:
+    struct List {
+        std::mutex mutex;
+        std::vector<Report> reports;
+    };
+    std::shared_ptr<List> list_ = std::make_shared<List>();
+};
+
+/// Two models, "one" and "two", at addresses of the stand-in server, and folders of the test's own.
+class Download : public testing::Test {
+protected:
+    static void SetUpTestSuite() { server = std::make_unique<StandInServices>(); }
+    static void TearDownTestSuite() { server.reset(); }
+
+    Download()
+    {
+        test::FakePlatform::instance().setDataRoot(folder.path().string());
+        std::minstd_rand random(7); // NOLINT(*-msc51-cpp): the same content each time
+        for (char& byte : content)
+            byte = static_cast<char>(random());
+        write(source, content);
+    }
+    ~Download() override { awaitEnd(); }
+
+    static ModelInfo row(const std::string& id, const std::string& url)
+    {
+        ModelInfo info;
+        info.id = id;
+        info.fileName = id + ".bin";
+        info.url = url;
+        return info;
+    }
+    static ModelManager managerOf(const std::string& url = server->url("/one"), std::chrono::seconds stallLimit = 60s)
+    {
+        return ModelManager({row("one", url), row("two", server->url("/two"))}, stallLimit);
+    }
+
+    /// An answer with the content as its body, and with these members.
+    std::string model(const std::string& members = "") const
+    {
+        return R"({"file": ")" + source.string() + '"' + (members.empty() ? "" : ", " + members) + "}";
+    }
+
+    /// Until all downloads are over and nothing can be reported any more.
+    static void awaitEnd()
+    {
+        for (const auto deadline = std::chrono::steady_clock::now() + 60s; CurlRuntime::inUse();) {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "a download does not end";
+            std::this_thread::sleep_for(2ms);
+        }
+    }
+
+    static inline std::unique_ptr<StandInServices> server;
+    const test::TemporaryFolder folder;
+    const fs::path source = folder.path() / "source";
+    const fs::path models = folder.path() / "Quillo" / "models";
+    const fs::path one = models / "one.bin";
+    const fs::path onePart = models / "one.bin.part";
+    std::string content = std::string(modelSize, '\0');
+    const Reports reports;
+};
+
+struct Outcome {
+    std::string name;
+    std::string answer; ///< members beside the model as the body
+    ModelStatus end = ModelStatus::Error;
+    bool sizeIsKnown = true;
+
+    friend void PrintTo(const Outcome& that, std::ostream* out) { *out << that.name; }
+};
+
+class DownloadOutcome : public Download, public testing::WithParamInterface<Outcome> { };
+
+TEST_P(DownloadOutcome, IsReportedOnceAndLeavesAWholeModelOrTheOldOne)
+{
+    write(one, "old model");
+    write(onePart, std::string(2 * modelSize, 'x')); // of an earlier run that was killed
+    server->answer("/one", model(GetParam().answer));
+    server->answer("/other", model());
+    managerOf(server->url("/one"), 1s).downloadModel("one", reports.receiver());
+    awaitEnd();
+
+    reports.expectEnd(GetParam().end);
+    EXPECT_TRUE(read(one) == (GetParam().end == ModelStatus::Downloaded ? content : "old model"));
+    EXPECT_FALSE(fs::exists(onePart));
+    const auto all = reports.soFar();
+    EXPECT_EQ(all.size() > 1, GetParam().sizeIsKnown);
+    if (GetParam().name == "stallMidway") {
+        ASSERT_GE(all.size(), 2U);
+        EXPECT_EQ(all[all.size() - 2].percent, 49) << "truncated, not rounded";
+    }
+    for (const Report& report : all)
+        EXPECT_NE(report.thread, std::this_thread::get_id());
+}
+
+INSTANTIATE_TEST_SUITE_P(Answers, DownloadOutcome,
+    testing::Values(Outcome{"whole", "", ModelStatus::Downloaded},
+        Outcome{"inSmallPieces", R"("chunk": 10000, "delay": 0.005)", ModelStatus::Downloaded},
+        Outcome{"longerThanAnnounced", R"("how": "long")", ModelStatus::Downloaded},
+        Outcome{"redirected", R"("status": 302, "headers": {"Location": "/other"})", ModelStatus::Downloaded},
+        Outcome{"lengthUnknown", R"("how": "no-length")", ModelStatus::Downloaded, false},
+        Outcome{"redirectedNowhere", R"("status": 302)"}, Outcome{"notFound", R"("status": 404)"},
+        Outcome{"serverError", R"("status": 500)"}, Outcome{"successButNot200", R"("status": 203)"},
+        Outcome{"shorterThanAnnounced", R"("how": "short")"}, Outcome{"stallMidway", R"("how": "stall-midway")"},
+        Outcome{"noAnswer", R"("how": "stall")", ModelStatus::Error, false},
+        Outcome{"connectionDropped", R"("how": "drop")", ModelStatus::Error, false}),
+    [](const auto& test) { return test.param.name; });
+
+TEST_F(Download, ResetMidwayFails) // how much of the half arrives before the reset is a matter of chance
+{
+    server->answer("/one", model(R"("how": "cut")"));
+    managerOf().downloadModel("one", reports.receiver());
+    awaitEnd();
+    reports.expectEnd(ModelStatus::Error);
+    EXPECT_TRUE(fs::is_empty(models));
+}
+
+TEST_F(Download, TakesAnEmptyBodyForAModel)
+{
+    server->answer("/one", R"({"body": ""})");
+    managerOf().downloadModel("one", reports.receiver());
+    awaitEnd();
+    reports.expectEnd(ModelStatus::Downloaded);
+    EXPECT_EQ(reports.soFar().size(), 1U);
+    EXPECT_EQ(fs::file_size(one), 0U);
+}
+
+TEST_F(Download, FailsWithoutAServerThatItCanTrust)
+{
+    StandInServices stranger(StandInServices::Transport::SelfSignedTls);
+    stranger.answer("/one", model());
+    for (const std::string& url : {stranger.url("/one"), std::string("http://127.0.0.1:1/")}) {
+        const Reports failed;
+        managerOf(url).downloadModel("one", failed.receiver());
+        awaitEnd();
+        failed.expectEnd(ModelStatus::Error);
+        EXPECT_EQ(failed.soFar().size(), 1U);
+    }
+    EXPECT_TRUE(stranger.requests().empty());
+    EXPECT_TRUE(fs::is_empty(models));
+}
+
+TEST_F(Download, IgnoresUnknownModels)
+{
+    for (const char* id : {"", "One", "one ", "tiny"})
+        managerOf().downloadModel(id, reports.receiver());
+    EXPECT_FALSE(CurlRuntime::inUse());
+    EXPECT_TRUE(reports.soFar().empty());
+    EXPECT_FALSE(fs::exists(models));
+}
+
+TEST_F(Download, ReportsAMissingFolderAtOnce)
+{
+    write(models, "a file where the folder should be");
+    for (const std::size_t count : {1, 2}) {
+        managerOf().downloadModel("one", reports.receiver());
+        ASSERT_EQ(reports.soFar().size(), count);
+        EXPECT_EQ(reports.soFar().back().info.status, ModelStatus::Error);
+        EXPECT_EQ(reports.soFar().back().percent, 0);
+        EXPECT_EQ(reports.soFar().back().thread, std::this_thread::get_id());
+    }
+    managerOf().downloadModel("one", {});
+}
+
+TEST_F(Download, ReportsThatNoThreadCanBeStarted)
+{
+    server->answer("/one", model());
+    pthread_attr_t usual;
+    pthread_attr_t huge;
+    ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
+    ASSERT_EQ(pthread_getattr_default_np(&huge), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&huge, std::size_t{1} << 60), 0); // no such thread can be started
+    ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
+    managerOf().downloadModel("one", reports.receiver());
+    ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
+    reports.expectEnd(ModelStatus::Error);
+
+    const Reports retry;
+    managerOf().downloadModel("one", retry.receiver());
+    awaitEnd();
+    retry.expectEnd(ModelStatus::Downloaded);
+}
+
+TEST_F(Download, LeavesAloneWhatStandsInItsWay)
+{
+    server->answer("/one", model());
+    for (const fs::path& obstacle : {onePart, one}) {
+        const Reports failed;
+        write(obstacle / "file", "inside");
+        managerOf().downloadModel("one", failed.receiver());
+        awaitEnd();
+        failed.expectEnd(ModelStatus::Error);
+        EXPECT_EQ(read(obstacle / "file"), "inside");
+        fs::remove_all(obstacle);
+        EXPECT_TRUE(fs::is_empty(models));
+    }
+}
+
+/// While it lives, no file of this process can grow beyond a size, as on a full disk.
+class FullDisk {
+public:
+    explicit FullDisk(rlim_t size)
+    {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limit{size, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FullDisk()
+    {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, handler_);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+private:
+    void (*handler_)(int) = std::signal(SIGXFSZ, SIG_IGN); // an error of the write is wanted, not the signal
+    rlimit before_{};
+};
+
+TEST_F(Download, NoticesAFullDisk)
+{
+    for (const std::size_t size : {modelSize, std::size_t{300}}) { // while the body arrives; when the file is closed
+        const Reports failed;
+        write(source, content.substr(0, size));
+        server->answer("/one", model());
+        {
+            const FullDisk disk(100);
+            managerOf().downloadModel("one", failed.receiver());
+            awaitEnd();
+        }
+        failed.expectEnd(ModelStatus::Error);
+        EXPECT_TRUE(fs::is_empty(models)) << size;
+    }
+}
+
+TEST_F(Download, RunsOnceAtATimeAndAgainFromItsLastReport)
+{
+    server->answer("/one", "[" + model(R"("how": "short")") + ", " + model() + "]");
+    const std::size_t requestsBefore = server->requests().size();
+    const Reports dropped;
+    const Reports retry;
+    ModelManager manager = managerOf();
+    manager.downloadModel("one", [&, receive = reports.receiver()](const ModelInfo& info, int percent) {
+        receive(info, percent);
+        if (info.status == ModelStatus::Error)
+            manager.downloadModel("one", retry.receiver());
+        else
+            managerOf().downloadModel("one", dropped.receiver());
+    });
+    awaitEnd();
+    reports.expectEnd(ModelStatus::Error);
+    EXPECT_GT(reports.soFar().size(), 1U) << "nothing was asked for in the meantime";
+    EXPECT_TRUE(dropped.soFar().empty());
+    retry.expectEnd(ModelStatus::Downloaded);
+    EXPECT_EQ(server->requests().size(), requestsBefore + 2);
+    EXPECT_TRUE(read(one) == content);
+}
+
+TEST_F(Download, RunsBesideOthersAndOutlivesItsManager)
+{
+    const std::string afterBoth = R"("after": )" + std::to_string(server->requests().size() + 2);
+    server->answer("/one", model(afterBoth));
+    server->answer("/two", model(afterBoth));
+    const Reports other;
+    auto manager = std::make_unique<ModelManager>(managerOf());
+    manager->downloadModel("one", reports.receiver());
+    manager->downloadModel("two", other.receiver());
+    manager.reset();
+    awaitEnd();
+    reports.expectEnd(ModelStatus::Downloaded);
+    other.expectEnd(ModelStatus::Downloaded);
+    EXPECT_TRUE(read(one) == content && read(models / "two.bin") == content);
+    EXPECT_EQ(std::distance(fs::directory_iterator(models), {}), 2);
+}
+
+TEST_F(Download, NeedsNoReceiverAndBearsOneThatThrows)
+{
+    server->answer("/one", model());
+    server->answer("/two", model());
+    ModelManager manager = managerOf();
+    manager.downloadModel("one", {});
+    manager.downloadModel("two", [receive = reports.receiver()](const ModelInfo& info, int percent) {
+        receive(info, percent);
+        throw std::runtime_error("a receiver that fails");
+    });
+    awaitEnd();
+    reports.expectEnd(ModelStatus::Downloaded);
+    EXPECT_TRUE(read(one) == content && read(models / "two.bin") == content);
+}
+
+TEST_F(Download, IsListedWhenItIsComplete)
+{
+    server->answer("/one", model());
+    ModelManager manager = managerOf();
+    std::vector<ModelInfo> rows; // of the download's thread until that has ended
+    manager.downloadModel("one", [&](const ModelInfo& info, int) {
+        rows.push_back(manager.availableModels().front());
+        EXPECT_EQ(
+            rows.back().status, info.status == ModelStatus::Downloaded ? info.status : ModelStatus::NotDownloaded);
+    });
+    awaitEnd();
+    ASSERT_GT(rows.size(), 1U);
+    EXPECT_EQ(rows.back().sizeBytes, modelSize);
+}
+
+TEST_F(Download, ThatDiesWithTheProcessLeavesNoModel)
+{
+    server->answer("/one", model(R"("how": "stall-midway")"));
+    const pid_t child = fork();
+    if (child == 0) {
+        managerOf().downloadModel("one", [](const ModelInfo&, int percent) {
+            if (percent == 49)
+                std::raise(SIGKILL);
+        });
+        std::this_thread::sleep_for(60s);
+        std::_Exit(1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+    EXPECT_TRUE(fs::exists(onePart));
+    EXPECT_FALSE(fs::exists(one));
+    EXPECT_EQ(managerOf().availableModels().front().status, ModelStatus::NotDownloaded);
+}
+
+} // namespace
+} // namespace quillo::model
