@@ -1,19 +1,207 @@
 #include "ui/settings/cloud_tab.h"
 
+#include "ui/settings/theme_overrides.h"
+#include "ui/settings/widget_mailbox.h"
+#include "ui/settings/widget_values.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include <chrono>
 #include <utility>
 
 namespace quillo {
 
+namespace {
+
+constexpr std::chrono::milliseconds resultShown{2'000};
+
+struct Service {
+    const char* id; ///< as the test knows it
+    const char* name; ///< as the user knows it
+    const char* title; ///< of its group
+    const char* keyHint;
+};
+
+constexpr Service openaiService{"openai", "OpenAI", "OpenAI Whisper API", "sk-..."};
+constexpr Service mistralService{"mistral", "Mistral", "Mistral API", "API key..."};
+
+} // namespace
+
+/// One cloud service: whether it is used, its key, and a test of the key. User-interface thread.
+class CloudServiceBox final : public QGroupBox {
+public:
+    explicit CloudServiceBox(const Service& service);
+
+    bool isServiceEnabled() const { return enableBox_->isChecked(); }
+    void setServiceEnabled(bool enabled) { enableBox_->setChecked(enabled); }
+
+    /// Exactly as typed.
+    std::string key() const { return keyEdit_->text().toStdString(); }
+    void setKey(const std::string& key) { keyEdit_->setText(QString::fromStdString(key)); }
+
+    void setOnTest(CloudTestCallback onTest) { onTest_ = std::move(onTest); }
+
+private:
+    void nameWidgets(const Service& service);
+    void setKeyEnabled(bool enabled);
+    void reveal(bool shown);
+    void startTest();
+    void showResult(bool accepted);
+    void showIdle();
+
+    const std::string id_;
+    QCheckBox* enableBox_; // the widgets belong to their parents
+    QLineEdit* keyEdit_;
+    QPushButton* showButton_;
+    QPushButton* testButton_;
+    CloudTestCallback onTest_;
+    const WidgetMailbox mailbox_{this}; ///< for the results, which come on other threads and at any time
+};
+
+CloudServiceBox::CloudServiceBox(const Service& service)
+    : QGroupBox(service.title)
+    , id_(service.id)
+    , enableBox_(new QCheckBox(QString("Enable %1 cloud transcription").arg(service.name)))
+    , keyEdit_(new QLineEdit)
+    , showButton_(new QPushButton("Show"))
+    , testButton_(new QPushButton("Test"))
+{
+    nameWidgets(service);
+    keyEdit_->setPlaceholderText(service.keyHint);
+    keyEdit_->setEchoMode(QLineEdit::Password);
+    showButton_->setCheckable(true);
+    setKeyEnabled(false);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(enableBox_);
+    auto* row = new QHBoxLayout;
+    row->setSpacing(6);
+    row->addWidget(keyEdit_, 1);
+    for (QPushButton* button : {showButton_, testButton_}) {
+        button->setMinimumWidth(64);
+        fixHeight(button, 30);
+        row->addWidget(button);
+    }
+    layout->addLayout(row);
+
+    connect(enableBox_, &QCheckBox::toggled, this, &CloudServiceBox::setKeyEnabled);
+    connect(showButton_, &QPushButton::toggled, this, &CloudServiceBox::reveal);
+    connect(testButton_, &QPushButton::clicked, this, &CloudServiceBox::startTest);
+}
+
+void CloudServiceBox::nameWidgets(const Service& service)
+{
+    const QString id = service.id;
+    enableBox_->setObjectName(id + "EnableBox");
+    keyEdit_->setObjectName(id + "KeyEdit");
+    showButton_->setObjectName(id + "ShowButton");
+    testButton_->setObjectName(id + "TestButton");
+    keyEdit_->setAccessibleName(QString("%1 API key").arg(service.name));
+    showButton_->setAccessibleName(QString("Show %1 key").arg(service.name));
+    testButton_->setAccessibleName(QString("Test %1 key").arg(service.name));
+}
+
+void CloudServiceBox::setKeyEnabled(bool enabled)
+{
+    keyEdit_->setEnabled(enabled);
+    testButton_->setEnabled(enabled);
+}
+
+void CloudServiceBox::reveal(bool shown)
+{
+    keyEdit_->setEchoMode(shown ? QLineEdit::Normal : QLineEdit::Password);
+    showButton_->setText(shown ? "Hide" : "Show");
+}
+
+void CloudServiceBox::startTest()
+{
+    const std::string key = keyEdit_->text().trimmed().toStdString();
+    if (key.empty() || !onTest_)
+        return;
+    testButton_->setEnabled(false);
+    testButton_->setText("...");
+    onTest_(id_, key, [this, address = mailbox_.address()](bool accepted) {
+        address.post([this, accepted] { showResult(accepted); }); // dropped once this box is gone
+    });
+}
+
+void CloudServiceBox::showResult(bool accepted)
+{
+    testButton_->setText(accepted ? "OK!" : "Fail");
+    testButton_->setStyleSheet(accepted ? "color: #4ade80; font-weight: bold;" : "color: #f87171; font-weight: bold;");
+    testButton_->setEnabled(true);
+    QTimer::singleShot(resultShown, this, &CloudServiceBox::showIdle);
+}
+
+void CloudServiceBox::showIdle()
+{
+    testButton_->setText("Test");
+    testButton_->setStyleSheet({});
+    if (!enableBox_->isChecked()) // the service was switched off while its key was tested
+        testButton_->setEnabled(false);
+}
+
 CloudTab::CloudTab(QWidget* parent)
     : QWidget(parent)
+    , sourceCombo_(new QComboBox)
+    , openai_(new CloudServiceBox(openaiService))
+    , mistral_(new CloudServiceBox(mistralService))
 {
     setObjectName("cloudTab");
     setAccessibleName("Cloud");
+
+    auto* heading = new QLabel("Cloud APIs");
+    heading->setProperty("class", "heading");
+
+    sourceCombo_->setObjectName("sourceCombo");
+    sourceCombo_->addItem("Local (Whisper) — cloud as fallback", "local");
+    sourceCombo_->addItem("OpenAI Whisper API — local as fallback", "openai");
+    sourceCombo_->addItem("Mistral API — local as fallback", "mistral");
+    auto* source = new QGroupBox("Transcription Source");
+    auto* form = new QFormLayout(source);
+    form->addRow("Primary:", sourceCombo_); // makes the label its buddy
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(16, 16, 16, 16);
+    layout->setSpacing(14);
+    layout->addWidget(heading);
+    layout->addWidget(source);
+    layout->addWidget(openai_);
+    layout->addWidget(mistral_);
+    layout->addStretch(1);
 }
 
-void CloudTab::setOnCloudTest(CloudTestCallback onCloudTest)
+void CloudTab::setSettings(const SettingsData& settings)
 {
-    onCloudTest_ = std::move(onCloudTest);
+    selectData(*sourceCombo_, settings.transcriptionSource);
+    openai_->setServiceEnabled(settings.openaiEnabled);
+    openai_->setKey(settings.openaiKey);
+    mistral_->setServiceEnabled(settings.mistralEnabled);
+    mistral_->setKey(settings.mistralKey);
+}
+
+void CloudTab::collectSettings(SettingsData& settings) const
+{
+    settings.openaiKey = openai_->key();
+    settings.mistralKey = mistral_->key();
+    settings.openaiEnabled = openai_->isServiceEnabled();
+    settings.mistralEnabled = mistral_->isServiceEnabled();
+    settings.transcriptionSource = selectedData(*sourceCombo_);
+}
+
+void CloudTab::setOnCloudTest(const CloudTestCallback& onCloudTest)
+{
+    openai_->setOnTest(onCloudTest);
+    mistral_->setOnTest(onCloudTest);
 }
 
 } // namespace quillo

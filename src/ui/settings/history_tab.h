@@ -7,21 +7,33 @@
 #include <functional>
 #include <vector>
 
+class QLabel;
+class QListWidget;
+
 namespace quillo {
 
-/// The page of past transcriptions, newest first. User-interface thread.
+/// The page of past transcriptions, newest first: copies one back to the clipboard, and clears them all.
+/// User-interface thread.
 class HistoryTab final : public QWidget {
 public:
     explicit HistoryTab(QWidget* parent = nullptr);
 
-    /// Replaces what the page shows.
+    /// Replaces what the page shows. Nothing is selected then. Quick also with a full history of long texts: the list
+    /// is laid out bit by bit while the user looks at its beginning, and kept when it already shows these entries.
     void setHistory(const std::vector<HistoryEntry>& history);
 
-    /// Runs when the user clears the history.
+    /// Runs when the user has cleared the history.
     void setOnClearHistory(std::function<void()> onClearHistory);
 
 private:
-    std::vector<HistoryEntry> history_;
+    void buildList();
+    void copySelected() const;
+    void clearHistory();
+    bool shows(const std::vector<HistoryEntry>& history) const;
+    void showCount();
+
+    QListWidget* historyList_; // the widgets belong to their parents
+    QLabel* historyCountLabel_;
     std::function<void()> onClearHistory_;
 };
 

@@ -1,17 +1,264 @@
 #include "ui/settings/microphone_tab.h"
 
+#include "audio/audio_capture.h"
+#include "ui/settings/theme_overrides.h"
+#include "ui/settings/widget_values.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSlider>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include <chrono>
+
 namespace quillo {
+namespace {
+
+constexpr std::chrono::milliseconds decayInterval(50);
+constexpr int decayStep = 2;
+
+constexpr auto idleColor = "#7a7a90";
+constexpr auto runningColor = "#4ade80";
+constexpr auto errorColor = "#f87171";
+
+constexpr auto idleText = "Click to test your microphone";
+
+constexpr auto micTestButtonStyle = "QPushButton { background-color: #7c6aef; color: #ffffff; border: none; "
+                                    " border-radius: 6px; padding: 6px 20px; font-size: 13px; font-weight: bold; }"
+                                    "QPushButton:hover { background-color: #6b58de; }"
+                                    "QPushButton:pressed { background-color: #5a48cd; }"
+                                    "QPushButton:checked { background-color: #e04040; }"
+                                    "QPushButton:checked:hover { background-color: #d03030; }";
+
+QLabel* makeLabel(const QString& text, const char* styleClass)
+{
+    auto* label = new QLabel(text);
+    label->setProperty("class", styleClass);
+    return label;
+}
+
+} // namespace
 
 MicrophoneTab::MicrophoneTab(QWidget* parent)
     : QWidget(parent)
+    , deviceCombo_(new QComboBox)
+    , micTestButton_(new QPushButton("Test Microphone"))
+    , levelMeter_(new QProgressBar)
+    , micStatusLabel_(new QLabel)
+    , vadSlider_(new QSlider(Qt::Horizontal))
+    , soundOnStartCheck_(new QCheckBox("Play sound when recording starts"))
+    , soundOnCompleteCheck_(new QCheckBox("Play sound when text is pasted"))
+    , meterDecayTimer_(new QTimer(this))
 {
     setObjectName("microphoneTab");
     setAccessibleName("Mic");
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(16, 16, 16, 16);
+    layout->setSpacing(14);
+    layout->addWidget(makeLabel("Microphone", "heading"));
+    layout->addWidget(buildDeviceGroup());
+    layout->addWidget(buildTestGroup());
+    layout->addWidget(buildVadGroup());
+    layout->addWidget(buildSoundGroup());
+    layout->addStretch();
+
+    meterDecayTimer_->setObjectName("meterDecayTimer");
+    meterDecayTimer_->setInterval(decayInterval);
+    connect(meterDecayTimer_, &QTimer::timeout, this, &MicrophoneTab::decayMeter);
+    showMicStatus(idleText, idleColor);
 }
 
-void MicrophoneTab::populateDevices(AudioCapture* audioCapture)
+MicrophoneTab::~MicrophoneTab()
 {
+    stopMicTest();
+}
+
+QWidget* MicrophoneTab::buildDeviceGroup()
+{
+    deviceCombo_->setObjectName("deviceCombo");
+    deviceCombo_->setAccessibleName("Input device");
+    deviceCombo_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    // A long name must not widen the window, but can be read.
+    deviceCombo_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    connect(deviceCombo_, &QComboBox::currentTextChanged, deviceCombo_, &QWidget::setToolTip);
+    connect(deviceCombo_, &QComboBox::activated, this, [this] {
+        if (micTestButton_->isChecked())
+            startMicTest();
+    });
+
+    auto* refreshButton = new QPushButton("Refresh");
+    refreshButton->setObjectName("refreshButton");
+    refreshButton->setMinimumWidth(80);
+    fixHeight(refreshButton, 30);
+    connect(refreshButton, &QPushButton::clicked, this, &MicrophoneTab::refreshDevices);
+
+    auto* group = new QGroupBox("Input Device");
+    auto* layout = new QHBoxLayout(group);
+    layout->setSpacing(8);
+    layout->addWidget(deviceCombo_);
+    layout->addWidget(refreshButton);
+    return group;
+}
+
+QWidget* MicrophoneTab::buildTestGroup()
+{
+    micTestButton_->setObjectName("micTestButton");
+    micTestButton_->setCheckable(true);
+    fixHeight(micTestButton_, 36);
+    micTestButton_->setStyleSheet(micTestButtonStyle);
+    connect(micTestButton_, &QPushButton::toggled, this, [this](bool checked) {
+        if (checked)
+            startMicTest();
+        else
+            stopMicTest();
+    });
+
+    levelMeter_->setObjectName("levelMeter");
+    levelMeter_->setAccessibleName("Microphone level");
+    levelMeter_->setRange(0, 100);
+    levelMeter_->setValue(0);
+    levelMeter_->setTextVisible(false);
+    fixHeight(levelMeter_, 16);
+    levelMeter_->setProperty("class", "vu-meter");
+
+    micStatusLabel_->setObjectName("micStatusLabel");
+    micStatusLabel_->setAlignment(Qt::AlignCenter);
+
+    auto* group = new QGroupBox("Microphone Test");
+    auto* layout = new QVBoxLayout(group);
+    layout->setSpacing(10);
+    layout->addWidget(micTestButton_);
+    layout->addWidget(levelMeter_);
+    layout->addWidget(micStatusLabel_);
+    return group;
+}
+
+QWidget* MicrophoneTab::buildVadGroup()
+{
+    vadSlider_->setObjectName("vadSlider");
+    vadSlider_->setAccessibleName("Voice activity sensitivity");
+    vadSlider_->setAccessibleDescription("0 is sensitive, 100 is aggressive");
+    vadSlider_->setRange(0, 100);
+    vadSlider_->setValue(50);
+
+    auto* group = new QGroupBox("Voice Activity Detection");
+    auto* layout = new QVBoxLayout(group);
+    auto* row = new QHBoxLayout;
+    layout->addLayout(row);
+    row->addWidget(makeLabel("Sensitive", "secondary"));
+    row->addWidget(vadSlider_, 1);
+    row->addWidget(makeLabel("Aggressive", "secondary"));
+    return group;
+}
+
+QWidget* MicrophoneTab::buildSoundGroup()
+{
+    soundOnStartCheck_->setObjectName("soundOnStartCheck");
+    soundOnStartCheck_->setChecked(true);
+    soundOnCompleteCheck_->setObjectName("soundOnCompleteCheck");
+    soundOnCompleteCheck_->setChecked(true);
+
+    auto* group = new QGroupBox("Sound Feedback");
+    auto* layout = new QVBoxLayout(group);
+    layout->addWidget(soundOnStartCheck_);
+    layout->addWidget(soundOnCompleteCheck_);
+    return group;
+}
+
+void MicrophoneTab::setSettings(const SettingsData& settings)
+{
+    soundOnStartCheck_->setChecked(settings.soundOnStart);
+    soundOnCompleteCheck_->setChecked(settings.soundOnComplete);
+    vadSlider_->setValue(percentOf(settings.vadSensitivity));
+    selectData(*deviceCombo_, settings.inputDeviceId);
+}
+
+void MicrophoneTab::collectSettings(SettingsData& settings) const
+{
+    settings.inputDeviceId = selectedData(*deviceCombo_);
+    settings.vadSensitivity = static_cast<float>(vadSlider_->value()) / 100.0F;
+    settings.soundOnStart = soundOnStartCheck_->isChecked();
+    settings.soundOnComplete = soundOnCompleteCheck_->isChecked();
+}
+
+void MicrophoneTab::setAudioCapture(AudioCapture* audioCapture)
+{
+    micTestButton_->setChecked(false);
     audioCapture_ = audioCapture;
+}
+
+void MicrophoneTab::refreshDevices()
+{
+    deviceCombo_->clear();
+    deviceCombo_->addItem("System Default", QString(""));
+    if (!audioCapture_)
+        return;
+    for (const auto& [id, name] : audioCapture_->listInputDevices())
+        deviceCombo_->addItem(QString::fromStdString(name), QString::fromStdString(id));
+}
+
+void MicrophoneTab::startMicTest()
+{
+    if (!audioCapture_)
+        return failMicTest("No audio backend available");
+    const int test = ++currentTest_;
+    if (!audioCapture_->startTest(selectedData(*deviceCombo_), [this, test](int level) { postLevel(test, level); }))
+        return failMicTest("Failed to open audio device");
+    micTestButton_->setText("Stop Test");
+    showMicStatus("Speak into your microphone...", runningColor);
+    meterDecayTimer_->start();
+}
+
+void MicrophoneTab::stopMicTest()
+{
+    if (audioCapture_)
+        audioCapture_->stopTest();
+    ++currentTest_; // levels may still be on their way
+    meterDecayTimer_->stop();
+    levelMeter_->setValue(0);
+    micTestButton_->setText("Test Microphone");
+    showMicStatus(idleText, idleColor);
+}
+
+void MicrophoneTab::failMicTest(const QString& reason)
+{
+    micTestButton_->setChecked(false); // resets the page, so it comes before the message
+    showMicStatus(reason, errorColor);
+}
+
+void MicrophoneTab::showMicStatus(const QString& text, const QString& color)
+{
+    micStatusLabel_->setText(text);
+    micStatusLabel_->setStyleSheet(QString("color: %1; font-size: 11px; background: transparent;").arg(color));
+}
+
+// On the audio thread.
+void MicrophoneTab::postLevel(int test, int level)
+{
+    const auto show = [this, test, level] {
+        if (test == currentTest_)
+            levelMeter_->setValue(level);
+    };
+    QMetaObject::invokeMethod(this, show, Qt::QueuedConnection);
+}
+
+void MicrophoneTab::decayMeter()
+{
+    if (levelMeter_->value() > 0)
+        levelMeter_->setValue(levelMeter_->value() - decayStep);
+}
+
+void MicrophoneTab::hideEvent(QHideEvent* event)
+{
+    micTestButton_->setChecked(false);
+    QWidget::hideEvent(event);
 }
 
 } // namespace quillo

@@ -1,21 +1,71 @@
 #pragma once
 
+#include "settings/settings_data.h"
+
 #include <QWidget>
+
+class QCheckBox;
+class QComboBox;
+class QLabel;
+class QProgressBar;
+class QPushButton;
+class QSlider;
+class QTimer;
 
 namespace quillo {
 
 class AudioCapture;
 
 /// The page of the microphone: device, test, voice-activity sensitivity and sounds. User-interface thread.
+///
+/// The test listens to the device that is chosen on the page, saved or not, and follows another choice. It ends when
+/// the page is no longer seen: with its window closed or minimised, or another page in front.
 class MicrophoneTab final : public QWidget {
 public:
     explicit MicrophoneTab(QWidget* parent = nullptr);
+    ~MicrophoneTab() override; ///< ends the test
 
-    /// Fills the list of devices; the capture is not owned and may be null.
-    void populateDevices(AudioCapture* audioCapture);
+    void setSettings(const SettingsData& settings);
+
+    /// Overwrites the fields of this page.
+    void collectSettings(SettingsData& settings) const;
+
+    /// Where the devices and the test come from: not owned, may be null. Ends a test. To be followed by
+    /// refreshDevices().
+    void setAudioCapture(AudioCapture* audioCapture);
+
+    /// Fills the list of devices afresh, with the system's default selected. A test goes on with the device that it
+    /// has.
+    void refreshDevices();
+
+protected:
+    void hideEvent(QHideEvent* event) override;
 
 private:
+    QWidget* buildDeviceGroup();
+    QWidget* buildTestGroup();
+    QWidget* buildVadGroup();
+    QWidget* buildSoundGroup();
+
+    void startMicTest();
+    void stopMicTest();
+    void failMicTest(const QString& reason);
+    void showMicStatus(const QString& text, const QString& color);
+    void postLevel(int test, int level);
+    void decayMeter();
+
+    // In reading order; they belong to their parents.
+    QComboBox* deviceCombo_;
+    QPushButton* micTestButton_;
+    QProgressBar* levelMeter_;
+    QLabel* micStatusLabel_;
+    QSlider* vadSlider_;
+    QCheckBox* soundOnStartCheck_;
+    QCheckBox* soundOnCompleteCheck_;
+    QTimer* meterDecayTimer_;
+
     AudioCapture* audioCapture_ = nullptr;
+    int currentTest_ = 0; ///< counts the tests, so that a late level of an earlier one is known as such
 };
 
 } // namespace quillo

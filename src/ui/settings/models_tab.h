@@ -1,31 +1,75 @@
 #pragma once
 
+#include "model/catalogue.h"
 #include "ui/settings/settings_callbacks.h"
+#include "ui/settings/widget_mailbox.h"
 
+#include <QString>
 #include <QWidget>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+class QLabel;
+class QVBoxLayout;
 
 namespace quillo {
 
 namespace model {
 class ModelManager;
 }
+namespace ui {
+class ModelCardWidget;
+}
 
-/// The page of the speech models: which there are, their download, choice and removal. User-interface thread.
+/// The page of the speech models: which there are, their download, choice and removal, one card for each.
+///
+/// User-interface thread. A download that is under way when the page goes runs on, unseen.
 class ModelsTab final : public QWidget {
 public:
     explicit ModelsTab(QWidget* parent = nullptr);
 
-    /// Fills the page; the manager is not owned and may be null.
+    /// Makes all cards afresh. The manager is not owned and must outlive the page; null leaves everything as it is and
+    /// makes the buttons do nothing. Not from one of the page's own callbacks.
     void populateModels(model::ModelManager* modelManager);
 
-    /// Fits the folder's name to the width of the page.
+    void updateDiskUsage();
+
+    /// Fits the folder's name to the width there is.
     void updateModelsPathLabel();
+
+    /// Shows how a download stands.
+    void onModelProgress(const std::string& id, model::ModelStatus status, int percent);
 
     void setOnActiveModelChanged(ActiveModelCallback onActiveModelChanged);
 
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
 private:
+    class ReportFilter;
+
+    QLayout* buildHeader();
+    QWidget* buildCards();
+    QLayout* buildFooter();
+    void addCard(const model::ModelInfo& model, bool recommended);
+    void setStatus(const std::string& id, model::ModelStatus status);
+    void download(const std::string& id);
+    void setActive(const std::string& id);
+    void deleteModel(const std::string& id);
+    void openFolder() const;
+
     model::ModelManager* modelManager_ = nullptr;
+    const WidgetMailbox mailbox_{this}; ///< for the reports of downloads, which come on threads of their own
+    const std::shared_ptr<ReportFilter> reportFilter_; ///< shared with the downloads
     ActiveModelCallback onActiveModelChanged_;
+    QLabel* diskUsageLabel_ = nullptr; // the widgets belong to their parents
+    QWidget* cardsContainer_ = nullptr;
+    QVBoxLayout* cardsLayout_ = nullptr;
+    std::vector<ui::ModelCardWidget*> modelCards_; ///< in the order shown
+    QLabel* modelsPathLabel_ = nullptr;
+    QString modelsFolderPath_; ///< empty until there are cards
 };
 
 } // namespace quillo

@@ -21,12 +21,6 @@ namespace quillo {
 SettingsDialog::SettingsDialog(QWidget* parent)
     : QDialog(parent)
     , tabs_(new QTabWidget)
-    , modelsTab_(new ModelsTab)
-    , microphoneTab_(new MicrophoneTab)
-    , hotkeyTab_(new HotkeyTab)
-    , cloudTab_(new CloudTab)
-    , historyTab_(new HistoryTab)
-    , appearanceTab_(new AppearanceTab)
 {
     setObjectName("settingsDialog");
     setWindowTitle("Quillo Settings");
@@ -36,25 +30,60 @@ SettingsDialog::SettingsDialog(QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 12);
     layout->setSpacing(0);
-    buildTabs();
-    layout->addWidget(tabs_, 1);
-    layout->addWidget(buildButtonBar(), 0);
-}
-
-SettingsDialog::~SettingsDialog() = default;
-
-void SettingsDialog::buildTabs()
-{
     tabs_->setObjectName("settingsTabs");
     tabs_->setAccessibleName("Settings");
     tabs_->setDocumentMode(true);
     tabs_->tabBar()->setDrawBase(false); // a white line under the dark style
-    // The spaces keep the titles apart from the edges of their tabs.
+    buildModelsTab();
+    buildMicTab();
+    buildHotkeyTab();
+    buildCloudTab();
+    buildHistoryTab();
+    buildAppearanceTab();
+    layout->addWidget(tabs_, 1);
+    layout->addWidget(buildButtonBar(), 0);
+}
+
+SettingsDialog::~SettingsDialog()
+{
+    hide(); // ends a running microphone test before anything else goes
+}
+
+// The spaces keep the titles apart from the edges of their tabs.
+
+void SettingsDialog::buildModelsTab()
+{
+    modelsTab_ = new ModelsTab;
     tabs_->addTab(modelsTab_, " Models ");
+}
+
+void SettingsDialog::buildMicTab()
+{
+    microphoneTab_ = new MicrophoneTab;
     tabs_->addTab(microphoneTab_, " Mic ");
+}
+
+void SettingsDialog::buildHotkeyTab()
+{
+    hotkeyTab_ = new HotkeyTab;
     tabs_->addTab(hotkeyTab_, " Hotkey ");
+}
+
+void SettingsDialog::buildCloudTab()
+{
+    cloudTab_ = new CloudTab;
     tabs_->addTab(cloudTab_, " Cloud ");
+}
+
+void SettingsDialog::buildHistoryTab()
+{
+    historyTab_ = new HistoryTab;
     tabs_->addTab(historyTab_, " History ");
+}
+
+void SettingsDialog::buildAppearanceTab()
+{
+    appearanceTab_ = new AppearanceTab;
     tabs_->addTab(appearanceTab_, " Style ");
 }
 
@@ -77,13 +106,19 @@ QWidget* SettingsDialog::buildButtonBar()
 
 void SettingsDialog::setSettings(const SettingsData& settings)
 {
-    settings_ = settings;
+    hotkeyTab_->setSettings(settings);
+    microphoneTab_->setSettings(settings);
+    cloudTab_->setSettings(settings);
+    appearanceTab_->setSettings(settings);
 }
 
 void SettingsDialog::collectSettings(SettingsData& settings) const
 {
-    settings = settings_;
-    settings.theme = "dark"; // there is no other
+    hotkeyTab_->collectSettings(settings);
+    microphoneTab_->collectSettings(settings);
+    cloudTab_->collectSettings(settings);
+    settings.theme = "dark";
+    appearanceTab_->collectSettings(settings);
 }
 
 void SettingsDialog::setHistory(const std::vector<HistoryEntry>& history)
@@ -96,9 +131,14 @@ void SettingsDialog::populateModels(model::ModelManager* modelManager)
     modelsTab_->populateModels(modelManager);
 }
 
-void SettingsDialog::populateDevices(AudioCapture* audioCapture)
+void SettingsDialog::setAudioCapture(AudioCapture* audioCapture)
 {
-    microphoneTab_->populateDevices(audioCapture);
+    microphoneTab_->setAudioCapture(audioCapture);
+}
+
+void SettingsDialog::refreshDevices()
+{
+    microphoneTab_->refreshDevices();
 }
 
 void SettingsDialog::setOnApply(std::function<void()> onApply)
@@ -116,9 +156,9 @@ void SettingsDialog::setOnActiveModelChanged(ActiveModelCallback onActiveModelCh
     modelsTab_->setOnActiveModelChanged(std::move(onActiveModelChanged));
 }
 
-void SettingsDialog::setOnCloudTest(CloudTestCallback onCloudTest)
+void SettingsDialog::setOnCloudTest(const CloudTestCallback& onCloudTest)
 {
-    cloudTab_->setOnCloudTest(std::move(onCloudTest));
+    cloudTab_->setOnCloudTest(onCloudTest);
 }
 
 void SettingsDialog::resizeEvent(QResizeEvent* event)

@@ -34,37 +34,44 @@ public:
     explicit SettingsDialog(QWidget* parent = nullptr);
     ~SettingsDialog() override;
 
+    /// Shows the settings as far as the tabs can: what is out of a widget's range becomes the nearest bound, and a
+    /// choice that a list does not offer leaves its selection as it is.
     void setSettings(const SettingsData& settings);
 
-    /// Overwrites every field with what the tabs show.
+    /// Overwrites every field with what the tabs show. The theme, for which there is no widget, becomes "dark".
     void collectSettings(SettingsData& settings) const;
 
     void setHistory(const std::vector<HistoryEntry>& history);
 
     void populateModels(model::ModelManager* modelManager);
-    void populateDevices(AudioCapture* audioCapture);
+    void setAudioCapture(AudioCapture* audioCapture);
+    void refreshDevices();
 
     /// Runs when Apply is pressed. OK has the dialog's own signal, accepted.
     void setOnApply(std::function<void()> onApply);
     void setOnClearHistory(std::function<void()> onClearHistory);
     void setOnActiveModelChanged(ActiveModelCallback onActiveModelChanged);
-    void setOnCloudTest(CloudTestCallback onCloudTest);
+    void setOnCloudTest(const CloudTestCallback& onCloudTest);
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
-    void buildTabs();
+    void buildModelsTab();
+    void buildMicTab();
+    void buildHotkeyTab();
+    void buildCloudTab();
+    void buildHistoryTab();
+    void buildAppearanceTab();
     QWidget* buildButtonBar();
 
     QTabWidget* tabs_; // the widgets belong to their parents
-    ModelsTab* modelsTab_;
-    MicrophoneTab* microphoneTab_;
-    HotkeyTab* hotkeyTab_;
-    CloudTab* cloudTab_;
-    HistoryTab* historyTab_;
-    AppearanceTab* appearanceTab_;
-    SettingsData settings_; ///< as given; the tabs show none of its fields yet
+    ModelsTab* modelsTab_ = nullptr;
+    MicrophoneTab* microphoneTab_ = nullptr;
+    HotkeyTab* hotkeyTab_ = nullptr;
+    CloudTab* cloudTab_ = nullptr;
+    HistoryTab* historyTab_ = nullptr;
+    AppearanceTab* appearanceTab_ = nullptr;
     std::function<void()> onApply_;
 };
 

@@ -78,7 +78,8 @@ void SettingsPanel::createDialog()
     dialog.setOnActiveModelChanged(impl_->onActiveModelChanged);
     dialog.setOnClearHistory(HistoryStore::clear);
     dialog.populateModels(impl_->modelManager);
-    dialog.populateDevices(impl_->audioCapture);
+    dialog.setAudioCapture(impl_->audioCapture);
+    dialog.refreshDevices();
 }
 
 SettingsData SettingsPanel::loadSettings() const

@@ -1,13 +1,19 @@
 #include "ui/settings/settings_panel.h"
 
+#include "audio/audio_capture.h"
 #include "history/history_store.h"
+#include "model/model_manager.h"
+#include "settings/paths.h"
 #include "settings/settings_store.h"
 #include "ui/settings/settings_dialog.h"
 
+#include "support/fake_platform.h"
+#include "support/fake_portaudio.h"
 #include "support/private_profile.h"
 
 #include <QApplication>
 #include <QDialogButtonBox>
+#include <QListWidget>
 #include <QPushButton>
 #include <QTabBar>
 #include <QTabWidget>
@@ -15,7 +21,11 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <fstream>
 #include <optional>
+#include <string>
+#include <type_traits>
 #include <vector>
 
 namespace quillo {
@@ -31,12 +41,38 @@ SettingsDialog* openDialog()
     return nullptr;
 }
 
+/// After editEverything().
+SettingsData edited()
+{
+    return {.hotkey = "Ctrl+Alt+F9",
+        .toggleMode = true,
+        .maxRecordingMinutes = 6,
+        .inputDeviceId = "1",
+        .vadSensitivity = 0.6F,
+        .soundOnStart = false,
+        .soundOnComplete = false,
+        .openaiKey = " sk-1 ",
+        .mistralKey = "m 2",
+        .openaiEnabled = true,
+        .mistralEnabled = true,
+        .transcriptionSource = "mistral",
+        .overlayPosition = "top-left",
+        .theme = "dark",
+        .overlayOpacity = 0.8F};
+}
+
 class SettingsPanelTest : public testing::Test {
 protected:
     SettingsPanelTest()
     {
         profile.empty();
+        test::FakePlatform::instance().reset();
+        test::FakePlatform::instance().setDataRoot(profile.dataRoot().string());
+        test::FakePortAudio::instance().reset();
+        test::FakePortAudio::instance().setDevices({{.name = "Built in"}, {.name = "Headset"}}, 0);
         panel.emplace();
+        panel->setAudioCapture(&capture);
+        panel->setModelManager(&models);
         panel->setOnSettingsApplied([this](const SettingsData& settings) { applied.push_back(settings); });
     }
 
@@ -53,6 +89,50 @@ protected:
         QTest::mouseClick(dialog.findChild<QDialogButtonBox*>("settingsButtons")->button(button), Qt::LeftButton);
     }
 
+    /// Brings a widget to the front and gives it a key.
+    static void key(SettingsDialog& dialog, const char* widget, Qt::Key key, Qt::KeyboardModifiers modifiers = {})
+    {
+        QTest::keyClick(&focus(dialog, widget), key, modifiers);
+    }
+
+    static void type(SettingsDialog& dialog, const char* widget, const char* text)
+    {
+        QTest::keyClicks(&focus(dialog, widget), text);
+    }
+
+    static QWidget& focus(SettingsDialog& dialog, const char* widget)
+    {
+        auto& found = *dialog.findChild<QWidget*>(widget);
+        auto* tabs = dialog.findChild<QTabWidget*>("settingsTabs");
+        for (int i = 0; i < tabs->count(); ++i)
+            if (tabs->widget(i)->isAncestorOf(&found))
+                tabs->setCurrentIndex(i);
+        found.setFocus();
+        EXPECT_TRUE(found.hasFocus()) << widget;
+        return found;
+    }
+
+    /// Changes every field of a window that shows the defaults.
+    static void editEverything(SettingsDialog& dialog)
+    {
+        key(dialog, "hotkeyEdit", Qt::Key_F9, Qt::ControlModifier | Qt::AltModifier);
+        key(dialog, "toggleButton", Qt::Key_Space);
+        key(dialog, "maxDurationSpinBox", Qt::Key_Up);
+        key(dialog, "deviceCombo", Qt::Key_End);
+        key(dialog, "vadSlider", Qt::Key_PageUp);
+        key(dialog, "soundOnStartCheck", Qt::Key_Space);
+        key(dialog, "soundOnCompleteCheck", Qt::Key_Space);
+        key(dialog, "sourceCombo", Qt::Key_End);
+        key(dialog, "openaiEnableBox", Qt::Key_Space);
+        type(dialog, "openaiKeyEdit", " sk-1 ");
+        key(dialog, "mistralEnableBox", Qt::Key_Space);
+        type(dialog, "mistralKeyEdit", "m 2");
+        key(dialog, "positionCombo", Qt::Key_Down);
+        key(dialog, "opacitySlider", Qt::Key_PageDown);
+    }
+
+    static void editHotkey(SettingsDialog& dialog) { key(dialog, "hotkeyEdit", Qt::Key_F2, Qt::AltModifier); }
+
     /// What the user sees.
     static SettingsData shown(const SettingsDialog& dialog)
     {
@@ -61,18 +141,8 @@ protected:
         return settings;
     }
 
-    /// Settings that only the user can have brought about.
-    static SettingsData edited(const char* hotkey = "Ctrl+Alt+F9")
-    {
-        SettingsData settings = SettingsStore::load();
-        settings.hotkey = hotkey;
-        settings.toggleMode = true;
-        settings.maxRecordingMinutes = 7;
-        settings.openaiKey = " key ";
-        settings.overlayOpacity = 0.75F;
-        return settings;
-    }
-
+    AudioCapture capture;
+    model::ModelManager models;
     std::vector<SettingsData> applied;
     std::optional<SettingsPanel> panel;
 };
@@ -105,7 +175,7 @@ TEST_F(SettingsPanelTest, WindowHasItsTabsInOrderAndItsSize)
 TEST_F(SettingsPanelTest, OkSavesAppliesAndHides)
 {
     SettingsDialog& dialog = show();
-    dialog.setSettings(edited());
+    editEverything(dialog);
     click(dialog, QDialogButtonBox::Ok);
     EXPECT_FALSE(dialog.isVisible());
     EXPECT_EQ(SettingsStore::load(), edited());
@@ -116,7 +186,7 @@ TEST_F(SettingsPanelTest, OkWithoutACallbackSavesAndHides)
 {
     panel->setOnSettingsApplied({});
     SettingsDialog& dialog = show();
-    dialog.setSettings(edited());
+    editEverything(dialog);
     click(dialog, QDialogButtonBox::Ok);
     EXPECT_FALSE(dialog.isVisible());
     EXPECT_EQ(SettingsStore::load(), edited());
@@ -138,11 +208,12 @@ public:
 TEST_P(WayOutTest, KeepsWhatWasAppliedAndDropsTheRest)
 {
     SettingsDialog& dialog = show();
-    dialog.setSettings(edited());
+    editEverything(dialog);
     click(dialog, QDialogButtonBox::Apply);
     EXPECT_TRUE(dialog.isVisible());
 
-    dialog.setSettings(edited("Alt+F2"));
+    editHotkey(dialog);
+    EXPECT_EQ(shown(dialog).hotkey, "Alt+F2");
     GetParam().leave(dialog);
     EXPECT_FALSE(dialog.isVisible());
     EXPECT_EQ(SettingsStore::load(), edited());
@@ -158,7 +229,8 @@ INSTANTIATE_TEST_SUITE_P(Ways, WayOutTest,
 TEST_F(SettingsPanelTest, ShowingAgainReloadsTheSameWindowAndBringsItToTheFront)
 {
     SettingsDialog& dialog = show();
-    dialog.setSettings(edited("Alt+F2"));
+    editHotkey(dialog);
+    EXPECT_EQ(shown(dialog).hotkey, "Alt+F2");
     SettingsStore::save(edited());
     QWidget other;
     other.show();
@@ -170,13 +242,109 @@ TEST_F(SettingsPanelTest, ShowingAgainReloadsTheSameWindowAndBringsItToTheFront)
     EXPECT_EQ(shown(dialog), edited());
 }
 
-TEST_F(SettingsPanelTest, ThemeIsAlwaysSavedAsDark)
+/// What becomes of stored settings that are shown and saved again.
+struct Passage {
+    const char* name;
+    SettingsData stored;
+    SettingsData saved;
+};
+
+template<typename T>
+Passage passage(const char* name, T SettingsData::*field, std::type_identity_t<T> stored, std::type_identity_t<T> saved)
 {
-    SettingsData settings = edited();
-    settings.theme = "light";
-    SettingsStore::save(settings);
+    Passage result{name, edited(), edited()};
+    result.stored.*field = stored;
+    result.saved.*field = saved;
+    return result;
+}
+
+class PassageTest : public SettingsPanelTest, public testing::WithParamInterface<Passage> { };
+
+TEST_P(PassageTest, ThroughTheWindow)
+{
+    SettingsStore::save(GetParam().stored);
     click(show(), QDialogButtonBox::Apply);
-    EXPECT_EQ(SettingsStore::load().theme, "dark");
+    EXPECT_EQ(SettingsStore::load(), GetParam().saved);
+}
+
+INSTANTIATE_TEST_SUITE_P(Settings, PassageTest,
+    testing::Values(Passage{"Unchanged", edited(), edited()},
+        passage("HotkeyIsTrimmed", &SettingsData::hotkey, " \tCtrl+F8 ", "Ctrl+F8"),
+        passage("KeysAreNotTrimmed", &SettingsData::mistralKey, " k ", " k "),
+        passage("UnknownDevice", &SettingsData::inputDeviceId, "7", ""),
+        passage("UnknownSource", &SettingsData::transcriptionSource, "OpenAI", "local"),
+        passage("UnknownPosition", &SettingsData::overlayPosition, "middle", "cursor"),
+        passage("NoMinutes", &SettingsData::maxRecordingMinutes, 0, 1),
+        passage("TooManyMinutes", &SettingsData::maxRecordingMinutes, 1000, 60),
+        passage("OpacityIsCut", &SettingsData::overlayOpacity, 0.53F, 0.52F),
+        passage("TooLittleOpacity", &SettingsData::overlayOpacity, 0.3F, 0.5F),
+        passage("TooMuchOpacity", &SettingsData::overlayOpacity, 1e20F, 1.0F),
+        passage("SensitivityIsCut", &SettingsData::vadSensitivity, 0.53F, 0.52F),
+        passage("TooLittleSensitivity", &SettingsData::vadSensitivity, -1.0F, 0.0F),
+        passage("TooMuchSensitivity", &SettingsData::vadSensitivity, 1.5F, 1.0F),
+        passage("ThemeIsDark", &SettingsData::theme, "light", "dark")),
+    [](const auto& tested) { return tested.param.name; });
+
+TEST_F(SettingsPanelTest, UnknownChoicesLeaveWhatTheListsShow)
+{
+    SettingsDialog& dialog = show();
+    editEverything(dialog);
+    SettingsData stored = edited();
+    stored.inputDeviceId = stored.transcriptionSource = stored.overlayPosition = "unknown";
+    SettingsStore::save(stored);
+    EXPECT_EQ(shown(show()), edited());
+}
+
+TEST_F(SettingsPanelTest, HistoryIsReadAtEveryShowAndCleared)
+{
+    for (const char* text : {"first", "second", "third"})
+        panel->addHistoryEntry(text);
+    SettingsDialog& dialog = show();
+    auto& list = *dialog.findChild<QListWidget*>("historyList");
+    ASSERT_EQ(list.count(), 3);
+    EXPECT_EQ(list.item(0)->data(Qt::UserRole), "third");
+
+    panel->addHistoryEntry("fourth");
+    show();
+    ASSERT_EQ(list.count(), 4);
+    EXPECT_EQ(list.item(0)->data(Qt::UserRole), "fourth");
+
+    key(dialog, "historyClearButton", Qt::Key_Space);
+    EXPECT_THAT(HistoryStore::load(), testing::IsEmpty());
+    show();
+    EXPECT_EQ(list.count(), 0);
+}
+
+TEST_F(SettingsPanelTest, PassesOnWhatThePagesAsk)
+{
+    std::vector<std::string> asked;
+    panel->setOnCloudTest([&](const std::string& provider, const std::string& apiKey, const auto& /*done*/) {
+        asked.push_back(provider + " " + apiKey);
+    });
+    panel->setOnActiveModelChanged([&](const std::string& id) { asked.push_back(id); });
+    std::filesystem::create_directories(modelsDir());
+    std::ofstream(std::filesystem::path(modelsDir()) / "ggml-tiny.bin") << "content";
+
+    SettingsDialog& dialog = show();
+    key(dialog, "setActiveButton", Qt::Key_Space);
+    editEverything(dialog);
+    key(dialog, "openaiTestButton", Qt::Key_Space);
+    key(dialog, "mistralTestButton", Qt::Key_Space);
+    EXPECT_THAT(asked, testing::ElementsAre("tiny", "openai sk-1", "mistral m 2"));
+}
+
+TEST_F(SettingsPanelTest, MicrophoneTestEndsWithTheWindow)
+{
+    for (const bool closedFirst : {true, false}) {
+        SettingsDialog& dialog = show();
+        key(dialog, "micTestButton", Qt::Key_Space);
+        EXPECT_EQ(test::FakePortAudio::instance().runningStreams(), 1);
+        if (closedFirst)
+            dialog.close();
+        else
+            panel.reset();
+        EXPECT_EQ(test::FakePortAudio::instance().openStreams(), 0);
+    }
 }
 
 TEST_F(SettingsPanelTest, DeliveredTextsGoToTheHistory)

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QLineEdit>
+
+#include <functional>
+
+namespace quillo {
+
+/// A field that shows a hotkey and takes a new one by having it pressed. With the focus it waits for a combination;
+/// Escape, or the focus going elsewhere, brings the old one back. User-interface thread.
+class HotkeyEdit final : public QLineEdit {
+public:
+    explicit HotkeyEdit(QWidget* parent = nullptr);
+    ~HotkeyEdit() override;
+
+    /// The hotkey as last shown, also while the field waits for another.
+    QString hotkey() const;
+
+    /// Shows another hotkey. The field stops waiting and gives up the focus.
+    void setHotkey(const QString& hotkey);
+
+    /// Receives each hotkey that the user pressed.
+    void setOnHotkeyChanged(std::function<void(const QString& hotkey)> onHotkeyChanged);
+
+    /// Asks for a combination, unless it does so already.
+    void beginCapture();
+
+protected:
+    bool event(QEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+
+private:
+    void endCapture(const QString& text);
+
+    bool capturing_ = false; ///< waits for a combination
+    QString previousText_; ///< what was shown before
+    std::function<void(const QString&)> onHotkeyChanged_;
+};
+
+} // namespace quillo

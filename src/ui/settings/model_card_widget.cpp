@@ -1,0 +1,265 @@
+#include "ui/settings/model_card_widget.h"
+
+#include "ui/settings/theme_overrides.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMessageBox>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include <array>
+#include <utility>
+
+namespace quillo::ui {
+
+using model::ModelStatus;
+
+namespace {
+
+constexpr auto cardStyle = "#modelCard {  background-color: #242538;  border: 1px solid #363750;  border-radius: 8px;}"
+                           "#modelCard:hover {  border-color: #4a4b66;}";
+constexpr auto nameStyle = "font-size: 14px; font-weight: bold; color: #e8e8f0; background: transparent;";
+constexpr auto recommendedStyle = "background-color: #3a3020;color: #fbbf24;font-size: 9px;font-weight: bold;"
+                                  "padding: 2px 6px;border-radius: 3px;border: 1px solid #5a4a20;";
+constexpr auto sizeStyle = "color: #9494a8; font-size: 12px; background: transparent;";
+constexpr auto descriptionStyle = "color: #7a7a90; font-size: 11px; background: transparent;";
+constexpr auto rowStyle = "background: transparent;";
+constexpr auto progressBarStyle = "QProgressBar { background-color: #1a1b2e; border: none; border-radius: 3px;"
+                                  " min-height: 6px; max-height: 6px; }"
+                                  "QProgressBar::chunk { background-color: #7c6aef; border-radius: 3px; }";
+constexpr auto progressLabelStyle = "color: #9494a8; font-size: 11px; background: transparent;";
+constexpr auto downloadStyle = "QPushButton { background-color: #7c6aef; color: #ffffff; border: none; "
+                               " border-radius: 6px; padding: 4px 20px; font-size: 12px; font-weight: bold; }"
+                               "QPushButton:hover { background-color: #6b58de; }"
+                               "QPushButton:pressed { background-color: #5a48cd; }";
+constexpr auto setActiveStyle = "QPushButton { background-color: #1a3a2a; color: #4ade80; border: 1px solid #2a5a3a; "
+                                " border-radius: 6px; padding: 4px 16px; font-size: 12px; font-weight: bold; }"
+                                "QPushButton:hover { background-color: #1f4a32; border-color: #4ade80; }";
+constexpr auto deleteStyle = "QPushButton { background-color: transparent; color: #f87171; border: 1px solid #5a2020; "
+                             " border-radius: 6px; padding: 4px 16px; font-size: 12px; }"
+                             "QPushButton:hover { background-color: #2a1515; border-color: #f87171; }"
+                             "QPushButton:disabled { color: #5a3535; border-color: #3a1818; }";
+constexpr auto badgeStyle = "background-color: %1; color: %2; font-size: 10px;font-weight: bold;"
+                            " padding: 1px 8px; border-radius: 3px;%3";
+
+/// How a card looks in one state, and which of its parts are there.
+struct StateLook {
+    const char* badge;
+    const char* background;
+    const char* color;
+    const char* border;
+    bool progress;
+    bool download;
+    bool setActive;
+    bool remove;
+};
+
+const StateLook& lookOf(ModelStatus status)
+{
+    static constexpr std::array<StateLook, 5> looks{{
+        {"Not Downloaded", "#2a2b3e", "#7a7a90", "", false, true, false, false},
+        {"Downloading...", "#1e2040", "#7c6aef", "", true, false, false, false},
+        {"Downloaded", "#1e2040", "#60a5fa", "", false, false, true, true},
+        {"Active", "#1a3a2a", "#4ade80", "border: 1px solid #2a5a3a;", false, false, false, true},
+        {"Error", "#2a1515", "#f87171", "", false, true, false, false},
+    }};
+    return looks.at(static_cast<std::size_t>(status));
+}
+
+QLabel* makeLabel(const char* objectName, const QString& text, const char* style, QWidget* parent)
+{
+    auto* const label = new QLabel(text, parent);
+    label->setObjectName(objectName);
+    label->setStyleSheet(style);
+    return label;
+}
+
+} // namespace
+
+QString formatSize(std::uint64_t bytes)
+{
+    constexpr std::uint64_t kilobyte = 1024;
+    constexpr std::uint64_t megabyte = 1024 * kilobyte;
+    constexpr std::uint64_t gigabyte = 1024 * megabyte;
+    const auto in = [bytes](std::uint64_t unit) { return static_cast<double>(bytes) / static_cast<double>(unit); };
+    if (bytes >= gigabyte)
+        return QString("%1 GB").arg(in(gigabyte), 0, 'f', 1);
+    if (bytes >= megabyte)
+        return QString("%1 MB").arg(in(megabyte), 0, 'f', 0);
+    if (bytes >= kilobyte)
+        return QString("%1 KB").arg(in(kilobyte), 0, 'f', 0);
+    return QString("%1 B").arg(bytes);
+}
+
+ModelCardWidget::ModelCardWidget(ModelCardData model, QWidget* parent)
+    : QFrame(parent)
+    , model_(std::move(model))
+{
+    setObjectName("modelCard");
+    setAccessibleName(QString::fromStdString(model_.name));
+    setFrameShape(QFrame::StyledPanel);
+    setStyleSheet(cardStyle);
+    auto* const rows = new QVBoxLayout(this);
+    rows->setContentsMargins(16, 12, 16, 12);
+    rows->setSpacing(4);
+    auto* const description =
+        makeLabel("descriptionLabel", QString::fromStdString(model_.description), descriptionStyle, this);
+    description->setWordWrap(true);
+    rows->addLayout(buildHeader());
+    rows->addWidget(description);
+    rows->addLayout(buildStatus());
+    rows->addWidget(buildProgress());
+    rows->addWidget(buildButtons());
+    setProgress(model_.progress);
+    showStatus();
+}
+
+ModelCardWidget::~ModelCardWidget() = default;
+
+QLayout* ModelCardWidget::buildHeader()
+{
+    auto* const row = new QHBoxLayout;
+    row->setSpacing(8);
+    row->addWidget(makeLabel("nameLabel", QString::fromStdString(model_.name), nameStyle, this));
+    if (model_.recommended) {
+        auto* const badge = makeLabel("recommendedBadge", "RECOMMENDED", recommendedStyle, this);
+        badge->setFixedHeight(18);
+        row->addWidget(badge);
+    }
+    row->addStretch();
+    row->addWidget(makeLabel("sizeLabel", formatSize(model_.sizeBytes), sizeStyle, this));
+    return row;
+}
+
+QLayout* ModelCardWidget::buildStatus()
+{
+    statusBadge_ = new QLabel(this);
+    statusBadge_->setObjectName("statusBadge");
+    statusBadge_->setFixedHeight(20);
+    auto* const row = new QHBoxLayout;
+    row->setContentsMargins(0, 2, 0, 0);
+    row->addWidget(statusBadge_);
+    row->addStretch();
+    return row;
+}
+
+QWidget* ModelCardWidget::buildProgress()
+{
+    progressRow_ = new QWidget(this);
+    progressRow_->setObjectName("progressRow");
+    progressRow_->setStyleSheet(rowStyle);
+    progressBar_ = new QProgressBar(progressRow_);
+    progressBar_->setObjectName("progressBar");
+    progressBar_->setAccessibleName(QString("Download of %1").arg(accessibleName()));
+    progressBar_->setRange(0, 100);
+    progressBar_->setTextVisible(false);
+    progressBar_->setFixedHeight(6);
+    progressBar_->setStyleSheet(progressBarStyle);
+    progressLabel_ = makeLabel("progressLabel", {}, progressLabelStyle, progressRow_);
+    progressLabel_->setFixedWidth(40);
+    auto* const row = new QHBoxLayout(progressRow_);
+    row->setContentsMargins(0, 2, 0, 2);
+    row->setSpacing(10);
+    row->addWidget(progressBar_, 1);
+    row->addWidget(progressLabel_);
+    return progressRow_;
+}
+
+QWidget* ModelCardWidget::buildButtons()
+{
+    auto* const buttons = new QWidget(this);
+    buttons->setObjectName("buttonRow");
+    buttons->setStyleSheet(rowStyle);
+    auto* const row = new QHBoxLayout(buttons);
+    row->setContentsMargins(0, 4, 0, 0);
+    row->setSpacing(8);
+    const auto add = [&](const char* objectName, const QString& text, const char* style) {
+        auto* const button = new QPushButton(text, buttons);
+        button->setObjectName(objectName);
+        button->setAccessibleName(text + ' ' + accessibleName());
+        button->setStyleSheet(style);
+        fixHeight(button, 30);
+        row->addWidget(button);
+        return button;
+    };
+    downloadButton_ = add("downloadButton", "Download", downloadStyle);
+    setActiveButton_ = add("setActiveButton", "Set Active", setActiveStyle);
+    deleteButton_ = add("deleteButton", "Delete", deleteStyle);
+    row->addStretch();
+    separateToolTip(deleteButton_);
+    connect(
+        downloadButton_, &QPushButton::clicked, this, [this] { call(onDownload_); });
+    connect(setActiveButton_, &QPushButton::clicked, this, [this] { call(onSetActive_); });
+    connect(deleteButton_, &QPushButton::clicked, this, &ModelCardWidget::confirmDelete);
+    return buttons;
+}
+
+void ModelCardWidget::setProgress(int percent)
+{
+    model_.progress = percent;
+    progressBar_->setValue(percent);
+    progressLabel_->setText(QString("%1%").arg(percent));
+}
+
+void ModelCardWidget::setStatus(ModelStatus status)
+{
+    if (std::exchange(model_.status, status) != status) // a new style sheet costs, even when it is the old one
+        showStatus();
+}
+
+void ModelCardWidget::showStatus()
+{
+    const StateLook& look = lookOf(model_.status);
+    statusBadge_->setText(QString("  %1  ").arg(look.badge));
+    statusBadge_->setAccessibleName(look.badge);
+    statusBadge_->setStyleSheet(QString(badgeStyle).arg(look.background, look.color, look.border));
+    progressRow_->setVisible(look.progress);
+    downloadButton_->setVisible(look.download);
+    setActiveButton_->setVisible(look.setActive);
+    deleteButton_->setVisible(look.remove);
+    const bool isActive = model_.status == ModelStatus::Active;
+    deleteButton_->setEnabled(!isActive);
+    deleteButton_->setToolTip(isActive ? "Cannot delete the active model" : "");
+}
+
+void ModelCardWidget::setOnDownload(Callback onDownload)
+{
+    onDownload_ = std::move(onDownload);
+}
+
+void ModelCardWidget::setOnSetActive(Callback onSetActive)
+{
+    onSetActive_ = std::move(onSetActive);
+}
+
+void ModelCardWidget::setOnDelete(Callback onDelete)
+{
+    onDelete_ = std::move(onDelete);
+}
+
+void ModelCardWidget::call(const Callback& callback) const
+{
+    if (callback)
+        callback(model_.id);
+}
+
+// Without an event loop of its own, so that the card may go while the question is open; the question goes with it.
+void ModelCardWidget::confirmDelete()
+{
+    const QString text =
+        QString("Delete %1? This will free %2.").arg(QString::fromStdString(model_.name), formatSize(model_.sizeBytes));
+    auto* const question =
+        new QMessageBox(QMessageBox::Question, "Delete Model", text, QMessageBox::Yes | QMessageBox::No, this);
+    question->setObjectName("deleteQuestion");
+    question->setDefaultButton(QMessageBox::No);
+    question->setAttribute(Qt::WA_DeleteOnClose);
+    connect(question, &QMessageBox::finished, this, [this](int answer) {
+        if (answer == QMessageBox::Yes)
+            call(onDelete_);
+    });
+    question->open();
+}
+
+} // namespace quillo::ui

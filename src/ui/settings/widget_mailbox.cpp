@@ -1,0 +1,35 @@
+#include "ui/settings/widget_mailbox.h"
+
+#include <QMetaObject>
+
+#include <mutex>
+#include <utility>
+
+namespace quillo {
+
+struct WidgetMailbox::State {
+    std::mutex mutex; ///< held while posting: the receiver cannot go meanwhile
+    QObject* receiver; ///< null once the mailbox is gone
+};
+
+WidgetMailbox::WidgetMailbox(QObject* receiver)
+{
+    address_.state_ = std::make_shared<State>();
+    address_.state_->receiver = receiver;
+}
+
+// What has been posted already goes with the receiver itself.
+WidgetMailbox::~WidgetMailbox()
+{
+    const std::lock_guard lock(address_.state_->mutex);
+    address_.state_->receiver = nullptr;
+}
+
+void WidgetMailbox::Address::post(std::function<void()> action) const
+{
+    const std::lock_guard lock(state_->mutex);
+    if (state_->receiver)
+        QMetaObject::invokeMethod(state_->receiver, std::move(action), Qt::QueuedConnection);
+}
+
+} // namespace quillo

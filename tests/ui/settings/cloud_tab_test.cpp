@@ -1,0 +1,188 @@
+#include "ui/settings/cloud_tab.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <future>
+#include <memory>
+#include <thread>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+namespace quillo {
+namespace {
+
+constexpr int patience = 30'000; // ms
+
+using Requests = std::vector<std::pair<std::string, std::string>>;
+
+// Everything holds for both services alike.
+class CloudTabTest : public testing::TestWithParam<const char*> {
+protected:
+    CloudTabTest()
+    {
+        tab->setOnCloudTest(
+            [this](const std::string& service, const std::string& key, std::function<void(bool)> answer) {
+                requests.emplace_back(service, key);
+                done = std::move(answer);
+            });
+        tab->show();
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(tab.get()));
+    }
+
+    template<typename Widget> Widget* find(const char* role)
+    {
+        return tab->findChild<Widget*>(QString(GetParam()) + role);
+    }
+    QCheckBox* enableBox() { return find<QCheckBox>("EnableBox"); }
+    QLineEdit* keyEdit() { return find<QLineEdit>("KeyEdit"); }
+    QPushButton* testButton() { return find<QPushButton>("TestButton"); }
+
+    void clickEnable() { QTest::mouseClick(enableBox(), Qt::LeftButton, {}, QPoint(5, enableBox()->height() / 2)); }
+    void startTest(const char* key = "secret")
+    {
+        if (!enableBox()->isChecked())
+            clickEnable();
+        keyEdit()->setText(key);
+        QTest::mouseClick(testButton(), Qt::LeftButton);
+    }
+
+    std::unique_ptr<CloudTab> tab = std::make_unique<CloudTab>();
+    Requests requests;
+    std::function<void(bool)> done;
+};
+
+INSTANTIATE_TEST_SUITE_P(Services, CloudTabTest, testing::Values("openai", "mistral"),
+    [](const auto& tested) { return std::string(tested.param); });
+
+TEST_P(CloudTabTest, KeyAndTestBelongToAnEnabledService)
+{
+    auto* show = find<QPushButton>("ShowButton");
+    for (const bool on : {false, true, false}) {
+        EXPECT_EQ(keyEdit()->isEnabled(), on);
+        EXPECT_EQ(testButton()->isEnabled(), on);
+        EXPECT_TRUE(show->isEnabled());
+        clickEnable();
+    }
+    clickEnable(); // a key can be looked at without its service
+    for (const bool on : {false, true, false}) {
+        EXPECT_EQ(keyEdit()->echoMode(), on ? QLineEdit::Normal : QLineEdit::Password);
+        EXPECT_EQ(show->text(), on ? "Hide" : "Show");
+        QTest::mouseClick(show, Qt::LeftButton);
+    }
+}
+
+/// What a button shows each time it becomes enabled. A test that looks now and then might miss it.
+struct Looks : QObject {
+    explicit Looks(QPushButton* watched) { watched->installEventFilter(this); }
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        auto* button = static_cast<QPushButton*>(watched);
+        if (event->type() == QEvent::EnabledChange && button->isEnabled())
+            seen.push_back(button->text() + ", " + button->styleSheet());
+        return false;
+    }
+    std::vector<QString> seen;
+};
+
+TEST_P(CloudTabTest, ResultIsShownForAWhile)
+{
+    const Looks looks(testButton());
+    const auto test = [&](bool accepted) {
+        startTest("  \tsecret ");
+        EXPECT_EQ(testButton()->text(), "...");
+        EXPECT_FALSE(testButton()->isEnabled());
+        std::thread([&] { done(accepted); }).join();
+        EXPECT_EQ(testButton()->text(), "...") << "widgets are left alone on other threads";
+    };
+    QElapsedTimer clock;
+    clock.start();
+    test(false);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return looks.seen.size() == 2; }, patience));
+    test(true); // at once: the button works while it shows a result
+    clickEnable();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return looks.seen.size() == 3; }, patience));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return testButton()->text() == "Test"; }, patience));
+    EXPECT_GE(clock.elapsed(), 1'800); // timers may be early by a twentieth
+    EXPECT_EQ(testButton()->styleSheet(), "");
+    EXPECT_FALSE(testButton()->isEnabled()) << "the service was switched off meanwhile";
+    EXPECT_THAT(looks.seen,
+        testing::ElementsAre(
+            "Test, ", "Fail, color: #f87171; font-weight: bold;", "OK!, color: #4ade80; font-weight: bold;"));
+
+    EXPECT_EQ(requests, Requests(2, {GetParam(), "secret"}));
+    EXPECT_EQ(keyEdit()->text(), "  \tsecret ");
+}
+
+TEST_P(CloudTabTest, NothingIsTestedWithoutAKeyOrAnyoneToAsk)
+{
+    startTest(" \t ");
+    EXPECT_EQ(testButton()->text(), "Test");
+    tab->setOnCloudTest({});
+    startTest();
+    EXPECT_EQ(testButton()->text(), "Test");
+    EXPECT_TRUE(testButton()->isEnabled());
+    EXPECT_THAT(requests, testing::IsEmpty());
+}
+
+TEST_P(CloudTabTest, AnswerMayComeWhileThePageGoesOrLater)
+{
+    for (int i = 0; i < 50; ++i) {
+        tab = std::make_unique<CloudTab>();
+        std::promise<void> started;
+        std::thread answering;
+        tab->setOnCloudTest([&](const std::string&, const std::string&, std::function<void(bool)> answer) {
+            answering = std::thread([&started, answer = std::move(answer)] {
+                started.set_value();
+                for (int n = 0; n < 100; ++n)
+                    answer(true);
+            });
+        });
+        startTest();
+        started.get_future().wait();
+        tab.reset();
+        answering.join();
+        QCoreApplication::processEvents();
+    }
+}
+
+TEST(CloudTab, TransfersItsSettings)
+{
+    SettingsData settings;
+    settings.openaiEnabled = true;
+    settings.openaiKey = " sk-ä \t";
+    settings.mistralKey = "other";
+    CloudTab tab;
+    const std::tuple<const char*, const char*, const char*> sources[] = {
+        {"OpenAI", "local", "Local (Whisper) — cloud as fallback"}, // stored, taken, shown
+        {"mistral", "mistral", "Mistral API — local as fallback"},
+        {"openai", "openai", "OpenAI Whisper API — local as fallback"},
+        {"", "openai", "OpenAI Whisper API — local as fallback"},
+        {"local", "local", "Local (Whisper) — cloud as fallback"},
+    };
+    for (const auto& [stored, taken, shown] : sources) {
+        settings.transcriptionSource = stored;
+        std::swap(settings.openaiEnabled, settings.mistralEnabled);
+        tab.setSettings(settings);
+        EXPECT_EQ(tab.findChild<QComboBox*>("sourceCombo")->currentText(), shown);
+        EXPECT_EQ(tab.findChild<QLineEdit*>("mistralKeyEdit")->isEnabled(), settings.mistralEnabled);
+
+        SettingsData collected;
+        collected.openaiEnabled = settings.mistralEnabled;
+        collected.mistralEnabled = settings.openaiEnabled;
+        tab.collectSettings(collected);
+        settings.transcriptionSource = taken;
+        EXPECT_EQ(collected, settings);
+    }
+}
+
+} // namespace
+} // namespace quillo

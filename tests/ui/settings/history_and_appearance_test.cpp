@@ -1,0 +1,217 @@
+#include "ui/settings/appearance_tab.h"
+#include "ui/settings/history_tab.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QComboBox>
+#include <QFontMetrics>
+#include <QLabel>
+#include <QListWidget>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QSlider>
+#include <QTest>
+
+#include <gmock/gmock.h>
+
+#include <limits>
+
+namespace quillo {
+namespace {
+
+constexpr int patience = 20'000; // ms
+
+class HistoryTabTest : public testing::Test {
+protected:
+    HistoryTabTest()
+    {
+        QApplication::clipboard()->setText("from before");
+        tab.resize(500, 500);
+        tab.show();
+    }
+
+    void click(const char* button) { QTest::mouseClick(tab.findChild<QPushButton*>(button), Qt::LeftButton); }
+
+    void clickItem(int row)
+    {
+        const QListWidgetItem* item = list().item(row);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return list().visualItemRect(item).isValid(); }, patience));
+        QTest::mouseClick(
+            list().viewport(), Qt::LeftButton, {}, list().visualItemRect(item).topLeft() + QPoint(20, 12));
+    }
+
+    static QString copied() { return QApplication::clipboard()->text(); }
+
+    QListWidget& list() const { return *tab.findChild<QListWidget*>("historyList"); }
+    QString count() const { return tab.findChild<QLabel*>("historyCountLabel")->text(); }
+
+    std::vector<QString> lines() const
+    {
+        std::vector<QString> texts;
+        for (int row = 0; row < list().count(); ++row)
+            texts.push_back(list().item(row)->text());
+        return texts;
+    }
+
+    const std::vector<HistoryEntry> entries{
+        {"Nov 18, 07:30", "Grüße \"aus\" dem\nBüro — bald"}, {"Nov 17, 09:05", "b"}};
+    HistoryTab tab;
+};
+
+TEST_F(HistoryTabTest, IsEmptyAtFirstAndCopiesNothing)
+{
+    EXPECT_EQ(count(), "0 entries");
+    click("historyCopyButton");
+    EXPECT_EQ(copied(), "from before");
+}
+
+TEST_F(HistoryTabTest, ShowsTheEntriesInTheirOrder)
+{
+    tab.setHistory(entries);
+    EXPECT_THAT(lines(), testing::ElementsAre("Nov 18, 07:30 — Grüße \"aus\" dem\nBüro — bald", "Nov 17, 09:05 — b"));
+    EXPECT_EQ(count(), "2 entries");
+
+    tab.setHistory({{"Nov 17, 09:05 — b", ""}});
+    tab.setHistory({{"Nov 17, 09:05", "b — "}}); // looks the same
+    EXPECT_EQ(list().item(0)->data(Qt::UserRole), "b — ");
+    EXPECT_EQ(count(), "1 entries");
+    tab.setHistory({});
+    EXPECT_EQ(count(), "0 entries");
+}
+
+TEST_F(HistoryTabTest, CopiesTheBareTextOfTheSelectedEntry)
+{
+    tab.setHistory(entries);
+    clickItem(0);
+    click("historyCopyButton");
+    EXPECT_EQ(copied(), "Grüße \"aus\" dem\nBüro — bald");
+    clickItem(1);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&tab));
+    QTest::keySequence(&list(), QKeySequence::Copy);
+    EXPECT_EQ(copied(), "b");
+}
+
+TEST_F(HistoryTabTest, SelectionIsSeenOnEveryRow)
+{
+    tab.setHistory(entries);
+    for (const int row : {0, 1}) {
+        clickItem(row);
+        const QRect area = list().visualItemRect(list().item(row));
+        const QImage picture = list().viewport()->grab().toImage();
+        EXPECT_EQ(picture.pixelColor(area.right() - 3, area.center().y()).name().toStdString(), "#2d2e4a") << row;
+    }
+}
+
+TEST_F(HistoryTabTest, SelectsNothingAfterShowingTheSameEntriesAgain)
+{
+    tab.setHistory(entries);
+    clickItem(1);
+    tab.setHistory(entries);
+    EXPECT_TRUE(list().selectedItems().empty());
+    click("historyCopyButton");
+    EXPECT_EQ(copied(), "from before");
+}
+
+TEST_F(HistoryTabTest, ClearsWithoutAsking)
+{
+    tab.setHistory(entries);
+    click("historyClearButton");
+    EXPECT_EQ(list().count(), 0);
+
+    int cleared = 0;
+    tab.setOnClearHistory([&] {
+        EXPECT_EQ(list().count(), 0);
+        EXPECT_EQ(count(), "0 entries");
+        ++cleared;
+    });
+    tab.setHistory(entries);
+    click("historyClearButton");
+    EXPECT_EQ(cleared, 1);
+}
+
+TEST_F(HistoryTabTest, GivesEveryLineOfLongTextsRoom)
+{
+    std::string text;
+    for (int i = 0; i < 400; ++i)
+        text += i % 3 ? "word " : "longer ";
+    tab.setHistory(std::vector<HistoryEntry>(100, {"Nov 17, 09:05", text}));
+    const QListWidgetItem* last = list().item(99);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return list().visualItemRect(last).isValid(); }, patience));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return list().verticalScrollBar()->isVisible(); }, patience));
+
+    // What the style sheet and the style leave of the width.
+    const int margins = 2 * (10 + list().style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, &list()) + 1);
+    const QRect wrapped = list().fontMetrics().boundingRect(
+        QRect(0, 0, list().viewport()->width() - margins, 10'000), Qt::TextWordWrap, last->text());
+    EXPECT_GE(list().visualItemRect(last).height(), wrapped.height() + 2 * 8);
+    list().scrollToBottom();
+    EXPECT_EQ(list().visualItemRect(last).bottom(), list().viewport()->rect().bottom());
+}
+
+struct Opacity {
+    const char* name;
+    float stored;
+    int shown;
+    float saved;
+};
+
+class AppearanceTabOpacity : public testing::TestWithParam<Opacity> { };
+
+TEST_P(AppearanceTabOpacity, IsCutToWholePercentsInRange)
+{
+    AppearanceTab tab;
+    SettingsData settings;
+    settings.overlayOpacity = GetParam().stored;
+    tab.setSettings(settings);
+    EXPECT_EQ(tab.findChild<QSlider*>("opacitySlider")->value(), GetParam().shown);
+    EXPECT_EQ(tab.findChild<QLabel*>("opacityValueLabel")->text(), QString("%1%").arg(GetParam().shown));
+    tab.collectSettings(settings);
+    EXPECT_EQ(settings.overlayOpacity, GetParam().saved);
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, AppearanceTabOpacity,
+    testing::Values(Opacity{"Usual", 0.9F, 90, 0.9F}, Opacity{"Odd", 0.53F, 52, 0.52F}, Opacity{"Low", 0.3F, 50, 0.5F},
+        Opacity{"Full", 1, 100, 1}, Opacity{"Negative", -2, 50, 0.5F}, Opacity{"Huge", 1e30F, 100, 1},
+        Opacity{"NoNumber", std::numeric_limits<float>::quiet_NaN(), 50, 0.5F}),
+    [](const auto& tested) { return tested.param.name; });
+
+TEST(AppearanceTab, CollectsWhatTheUserChose)
+{
+    AppearanceTab tab;
+    tab.show();
+    auto& combo = *tab.findChild<QComboBox*>("positionCombo");
+    auto& slider = *tab.findChild<QSlider*>("opacitySlider");
+    SettingsData settings;
+    std::vector<std::string> positions;
+    for (int i = 0; i < combo.count(); ++i) {
+        tab.collectSettings(settings);
+        positions.push_back(combo.currentText().toStdString() + " = " + settings.overlayPosition);
+        QTest::keyClick(&combo, Qt::Key_Down);
+    }
+    EXPECT_THAT(positions,
+        testing::ElementsAre(
+            "Near cursor = cursor", "Top left = top-left", "Top right = top-right", "Bottom center = bottom-center"));
+
+    EXPECT_EQ(tab.findChild<QLabel*>("opacityValueLabel")->text(), "90%");
+    QTest::keyClick(&slider, Qt::Key_Left);
+    tab.collectSettings(settings);
+    EXPECT_EQ(settings.overlayOpacity, 0.89F);
+    QTest::keyClick(&slider, Qt::Key_Home);
+    EXPECT_EQ(tab.findChild<QLabel*>("opacityValueLabel")->text(), "50%");
+}
+
+TEST(AppearanceTab, LeavesTheSelectionWhenThePositionIsUnknown)
+{
+    AppearanceTab tab;
+    SettingsData settings;
+    for (const auto& [stored, collected] : {std::pair{"middle", "cursor"}, {"top-right", "top-right"},
+             {"Top-Left", "top-right"}, {"", "top-right"}, {"cursor", "cursor"}}) {
+        settings.overlayPosition = stored;
+        tab.setSettings(settings);
+        tab.collectSettings(settings);
+        EXPECT_EQ(settings.overlayPosition, collected) << stored;
+    }
+}
+
+} // namespace
+} // namespace quillo

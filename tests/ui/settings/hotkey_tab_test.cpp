@@ -1,0 +1,232 @@
+#include "ui/settings/hotkey_tab.h"
+
+#include "support/fake_platform.h"
+
+#include <QDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSpinBox>
+#include <QTabWidget>
+#include <QTest>
+#include <QVBoxLayout>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <utility>
+
+namespace quillo {
+namespace {
+
+// The page in a window like its own: one whose buttons have keys too.
+class HotkeyTabTest : public testing::Test {
+protected:
+    HotkeyTabTest()
+    {
+        platform.reset();
+        auto* layout = new QVBoxLayout(&dialog);
+        pages->addTab(tab, "Hotkey");
+        pages->addTab(new QWidget, "Next");
+        layout->addWidget(pages);
+        layout->addWidget(apply);
+        layout->addWidget(ok);
+        ok->setDefault(true);
+        QObject::connect(ok, &QPushButton::clicked, &dialog, &QDialog::accept);
+        QObject::connect(apply, &QPushButton::clicked, &dialog, &QDialog::reject);
+        fill("F9");
+        dialog.show();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&dialog));
+        apply->setFocus();
+    }
+
+    void fill(const char* hotkey)
+    {
+        SettingsData settings;
+        settings.hotkey = hotkey;
+        tab->setSettings(settings);
+    }
+
+    SettingsData collected() const
+    {
+        SettingsData settings;
+        tab->collectSettings(settings);
+        return settings;
+    }
+
+    void click() { QTest::mouseClick(edit, Qt::LeftButton); }
+
+    // As the window system delivers it: to the window, which gives it to the widget with the focus.
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {})
+    {
+        QTest::sendKeyEvent(QTest::Click, dialog.windowHandle(), key, QString(), modifiers);
+    }
+
+    void expectPrompt() const
+    {
+        EXPECT_EQ(edit->text(), "Press a key combination...");
+        EXPECT_EQ(edit->styleSheet(), "QLineEdit { font-size: 14px; font-weight: bold;  border: 2px solid #7c6aef; }");
+        EXPECT_TRUE(edit->hasFocus());
+    }
+
+    void expectIdle(const char* text) const
+    {
+        EXPECT_EQ(edit->text(), text);
+        EXPECT_EQ(edit->styleSheet(), "QLineEdit { font-size: 14px; font-weight: bold; }");
+        EXPECT_FALSE(edit->hasFocus());
+        EXPECT_EQ(collected().hotkey, text);
+        EXPECT_TRUE(dialog.isVisible()) << "a button or the window took the key";
+    }
+
+    test::FakePlatform& platform = test::FakePlatform::instance();
+    QDialog dialog;
+    QTabWidget* const pages = new QTabWidget;
+    HotkeyTab* const tab = new HotkeyTab;
+    QPushButton* const apply = new QPushButton("&Apply");
+    QPushButton* const ok = new QPushButton("OK");
+    QLineEdit* const edit = tab->findChild<QLineEdit*>("hotkeyEdit");
+    QLabel* const warning = tab->findChild<QLabel*>("hotkeyWarning");
+};
+
+TEST_F(HotkeyTabTest, ShowsAndStoresWhatIsPressed)
+{
+    struct Pressed {
+        Qt::Key key;
+        Qt::KeyboardModifiers modifiers;
+        const char* text;
+    };
+    const auto all = Qt::MetaModifier | Qt::AltModifier | Qt::ShiftModifier | Qt::ControlModifier;
+    const Pressed combinations[] = {
+        {Qt::Key_F5, Qt::ControlModifier | Qt::ShiftModifier, "Ctrl+Shift+F5"},
+        {Qt::Key_F24, all, "Ctrl+Shift+Alt+Win+F24"},
+        {Qt::Key_PageUp, Qt::KeypadModifier | Qt::AltModifier, "Alt+PgUp"},
+        // Keys that mean something to the line edit or to the window.
+        {Qt::Key_C, Qt::ControlModifier, "Ctrl+C"},
+        {Qt::Key_Return, {}, "Return"},
+        {Qt::Key_A, Qt::AltModifier, "Alt+A"},
+        // Not a name that hotkeys know, and kept all the same.
+        {Qt::Key_Semicolon, Qt::MetaModifier, "Win+;"},
+    };
+    for (const auto& [key, modifiers, text] : combinations) {
+        click();
+        expectPrompt();
+        const int probes = platform.probes();
+        press(key, modifiers);
+        expectIdle(text);
+        EXPECT_EQ(platform.probes(), probes + 1) << text;
+    }
+}
+
+TEST_F(HotkeyTabTest, ModifiersAloneAreWaitedOut)
+{
+    click();
+    for (const Qt::Key key : {Qt::Key_Shift, Qt::Key_Control, Qt::Key_Meta, Qt::Key_Alt, Qt::Key_AltGr, Qt::Key_Super_L,
+             Qt::Key_Super_R, Qt::Key_unknown}) {
+        press(key);
+        expectPrompt();
+    }
+    press(Qt::Key_Space, Qt::ShiftModifier);
+    expectIdle("Shift+Space");
+}
+
+TEST_F(HotkeyTabTest, EscapeAndLeavingBringTheOldTextBack)
+{
+    const int probes = platform.probes();
+    const std::function<void()> waysOut[] = {
+        [&] { press(Qt::Key_Escape); },
+        [&] { press(Qt::Key_Tab); },
+        [&] { press(Qt::Key_Backtab, Qt::ShiftModifier); },
+        [&] { apply->setFocus(); },
+    };
+    for (const auto& leave : waysOut) {
+        click();
+        expectPrompt();
+        leave();
+        expectIdle("F9");
+    }
+    EXPECT_EQ(platform.probes(), probes);
+    press(Qt::Key_Escape);
+    EXPECT_FALSE(dialog.isVisible()) << "Escape belongs to the window again";
+}
+
+TEST_F(HotkeyTabTest, TurningThePagesOfTheWindowCapturesNothing)
+{
+    for (const auto& [key, modifiers] : {std::pair(Qt::Key_Tab, Qt::KeyboardModifiers(Qt::ControlModifier)),
+             std::pair(Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier)}) {
+        pages->setCurrentIndex(0);
+        click();
+        press(key, modifiers);
+        expectIdle("F9");
+        EXPECT_EQ(pages->currentIndex(), 1);
+    }
+}
+
+TEST_F(HotkeyTabTest, ThePromptIsNeverStored)
+{
+    click();
+    EXPECT_EQ(collected().hotkey, "F9");
+    fill("F10"); // the window is shown again
+    expectIdle("F10");
+    apply->setFocus();
+    expectIdle("F10");
+}
+
+TEST_F(HotkeyTabTest, WarnsOfCombinationsThatMayNotWork)
+{
+    const auto expectWarning = [&](const QString& text, const QString& color) {
+        EXPECT_FALSE(warning->isHidden());
+        EXPECT_EQ(warning->text(), text);
+        EXPECT_EQ(
+            warning->styleSheet(), "color: " + color + "; font-size: 12px; padding: 4px 0; background: transparent;");
+    };
+    const char* reserved = "⚠ This key combination is reserved by Windows and cannot be used.";
+    const char* taken = "⚠ This key combination may be registered by another application.";
+    EXPECT_TRUE(warning->isHidden());
+    click();
+    press(Qt::Key_L, Qt::MetaModifier);
+    expectWarning(reserved, "#f87171");
+    expectIdle("Win+L"); // no refusal
+    click();
+    press(Qt::Key_F9);
+    EXPECT_TRUE(warning->isHidden());
+
+    platform.setProbeResult(platform::ProbeResult::HeldByAnother);
+    click();
+    press(Qt::Key_Semicolon, Qt::MetaModifier); // means the default hotkey, which is taken
+    expectWarning(taken, "#fbbf24");
+    fill("Alt+F4");
+    expectWarning(reserved, "#f87171");
+}
+
+TEST_F(HotkeyTabTest, DurationBelongsToToggleMode)
+{
+    auto* toggle = tab->findChild<QRadioButton*>("toggleButton");
+    auto* duration = tab->findChild<QSpinBox*>("maxDurationSpinBox");
+    const auto expectToggleMode = [&](bool on) {
+        EXPECT_EQ(toggle->isChecked(), on);
+        EXPECT_EQ(duration->isEnabled(), on);
+        EXPECT_EQ(tab->findChild<QLabel*>("maxDurationLabel")->isEnabled(), on);
+        EXPECT_EQ(collected().toggleMode, on);
+    };
+    expectToggleMode(false);
+    for (QRadioButton* button : {toggle, tab->findChild<QRadioButton*>("pushToTalkButton")}) {
+        QTest::mouseClick(button, Qt::LeftButton, {}, QPoint(5, button->height() / 2));
+        expectToggleMode(button == toggle);
+    }
+
+    SettingsData settings;
+    settings.hotkey = "  Ctrl+F2 ";
+    for (const auto& [stored, shown] : {std::pair(0, 1), std::pair(17, 17), std::pair(61, 60)}) {
+        settings.toggleMode = !settings.toggleMode;
+        settings.maxRecordingMinutes = stored;
+        tab->setSettings(settings);
+        expectToggleMode(settings.toggleMode);
+        EXPECT_EQ(duration->text(), QString("%1 min").arg(shown));
+        EXPECT_EQ(collected().maxRecordingMinutes, shown);
+    }
+    EXPECT_EQ(collected().hotkey, "Ctrl+F2");
+}
+
+} // namespace
+} // namespace quillo

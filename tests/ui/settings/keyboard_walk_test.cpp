@@ -1,0 +1,135 @@
+// The settings window for those who use no mouse or see no screen.
+#include "audio/audio_capture.h"
+#include "model/model_manager.h"
+#include "settings/paths.h"
+#include "ui/settings/settings_dialog.h"
+
+#include "support/fake_platform.h"
+#include "support/fake_portaudio.h"
+#include "support/private_profile.h"
+
+#include <QAccessible>
+#include <QApplication>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTest>
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+namespace quillo {
+namespace {
+
+const test::PrivateProfile profile;
+
+std::string nameOf(const QWidget* widget)
+{
+    if (!widget)
+        return "nothing";
+    QAccessibleInterface* const accessible = QAccessible::queryAccessibleInterface(const_cast<QWidget*>(widget));
+    return (widget->objectName() + " '" + (accessible ? accessible->text(QAccessible::Name) : "") + "'").toStdString();
+}
+
+QRect place(const QWidget* widget)
+{
+    return {widget->mapTo(widget->window(), QPoint()), widget->size()};
+}
+
+// Whether a reader who has just read one widget finds the other further on.
+bool inReadingOrder(const QWidget* first, const QWidget* second)
+{
+    if (first->isAncestorOf(second))
+        return true;
+    const QRect a = place(first);
+    const QRect b = place(second);
+    const bool sameRow = a.top() <= b.bottom() && b.top() <= a.bottom();
+    return sameRow ? b.left() > a.right() : b.top() > a.bottom();
+}
+
+/// One of the tabs, with everything enabled that can be.
+class KeyboardWalk : public testing::TestWithParam<int> {
+protected:
+    KeyboardWalk()
+    {
+        test::FakePlatform::instance().setDataRoot(profile.dataRoot().string());
+        std::filesystem::create_directories(modelsDir());
+        for (const char* file : {"ggml-tiny.bin", "ggml-base.bin"})
+            std::ofstream(std::filesystem::path(modelsDir()) / file) << "content";
+        models.setActiveModel("base");
+        dialog.populateModels(&models);
+        dialog.setAudioCapture(&capture);
+        dialog.refreshDevices();
+        SettingsData settings;
+        settings.toggleMode = settings.openaiEnabled = settings.mistralEnabled = true;
+        dialog.setSettings(settings);
+        dialog.setHistory({{"Nov 18, 10:00", "newer"}, {"Nov 17, 09:00", "older"}});
+        tabs().setCurrentIndex(GetParam());
+        dialog.show();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&dialog));
+    }
+
+    QTabWidget& tabs() { return *dialog.findChild<QTabWidget*>("settingsTabs"); }
+
+    /// The widgets that a key leads to, from the tab bar until it comes back there.
+    std::vector<QWidget*> walk(Qt::Key key)
+    {
+        std::vector<QWidget*> reached{tabs().tabBar()};
+        tabs().tabBar()->setFocus();
+        while (reached.size() < 100) {
+            QTest::keyClick(QApplication::focusWidget(), key);
+            QWidget* const next = QApplication::focusWidget();
+            if (!next || next == reached.front())
+                break;
+            reached.push_back(next);
+        }
+        EXPECT_EQ(nameOf(QApplication::focusWidget()), nameOf(reached.front()));
+        return reached;
+    }
+
+    std::vector<QWidget*> focusable() const
+    {
+        std::vector<QWidget*> found;
+        for (QWidget* widget : dialog.findChildren<QWidget*>())
+            if (widget->isVisible() && widget->isEnabled() && (widget->focusPolicy() & Qt::TabFocus)
+                && !widget->focusProxy())
+                found.push_back(widget);
+        return found;
+    }
+
+    AudioCapture capture;
+    model::ModelManager models;
+    SettingsDialog dialog;
+};
+
+TEST_P(KeyboardWalk, ReachesEveryWidgetInReadingOrder)
+{
+    std::vector<QWidget*> forwards = walk(Qt::Key_Tab);
+    EXPECT_THAT(forwards, testing::UnorderedElementsAreArray(focusable()));
+    for (std::size_t i = 1; i < forwards.size(); ++i) {
+        forwards[i]->setFocus(); // into view
+        EXPECT_TRUE(inReadingOrder(forwards[i - 1], forwards[i]))
+            << nameOf(forwards[i - 1]) << " before " << nameOf(forwards[i]);
+    }
+    const std::vector<QWidget*> backwards = walk(Qt::Key_Backtab);
+    std::reverse(forwards.begin() + 1, forwards.end());
+    EXPECT_EQ(backwards, forwards);
+}
+
+TEST_P(KeyboardWalk, EveryWidgetHasAName)
+{
+    for (QWidget* widget : focusable())
+        EXPECT_FALSE(QAccessible::queryAccessibleInterface(widget)->text(QAccessible::Name).isEmpty())
+            << widget->metaObject()->className() << " " << nameOf(widget);
+}
+
+constexpr const char* titles[] = {"Models", "Mic", "Hotkey", "Cloud", "History", "Style"};
+
+INSTANTIATE_TEST_SUITE_P(
+    Tabs, KeyboardWalk, testing::Range(0, 6), [](const auto& tested) { return titles[tested.param]; });
+
+} // namespace
+} // namespace quillo
