@@ -13,17 +13,19 @@ sys.dont_write_bytecode = True
 import capture  # noqa: E402
 import cloud  # noqa: E402
 import dictation  # noqa: E402
+import download  # noqa: E402
 import files  # noqa: E402
 import listening  # noqa: E402
 import recognition  # noqa: E402
 import resident  # noqa: E402
+import settings  # noqa: E402
 import start  # noqa: E402
 from desktop import Desktop  # noqa: E402
 from figures import print_table  # noqa: E402
 from whisper_cli import WhisperCli  # noqa: E402
 
 MODEL = ROOT / "tests/data/ggml-mini.bin"
-SUBJECTS = ["capture", "recognition", "files", "resident", "start", "listening", "dictation", "cloud"]
+SUBJECTS = ["capture", "recognition", "files", "download", "resident", "start", "settings", "listening", "dictation", "cloud"]
 
 
 def main():
@@ -57,10 +59,14 @@ def measure(subject, desktop, binaries, cli, quick):
             return recognition.measure(desktop, binaries, MODEL, cli, 2 if quick else 20)
         case "files":
             return files.measure(binaries, quick)
+        case "download":
+            return download.measure(binaries, quick)
         case "resident":
             return resident.measure(desktop, binaries, 1 if quick else 3)
         case "start":
             return start.measure(desktop, binaries, ROOT, MODEL, 2 if quick else 20)
+        case "settings":
+            return settings.measure(desktop, binaries, 2 if quick else 20)
         case "listening":
             return listening.measure(desktop, MODEL, 1 if quick else 5)
         case "dictation":

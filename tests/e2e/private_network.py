@@ -81,9 +81,13 @@ class Services:
 
     def answer(self, **answer):
         """What transcriptions are answered with from now on; the requests so far are forgotten."""
+        self.answer_all({self.PATH: answer})
+
+    def answer_all(self, answers):
+        """The same for any paths."""
         (self.folder / "requests.jsonl").unlink(missing_ok=True)
         new = self.folder / "answers.new"
-        new.write_text(json.dumps({self.PATH: answer}))
+        new.write_text(json.dumps(answers))
         new.replace(self.folder / "answers.json")
 
     def requests(self):

@@ -15,6 +15,8 @@ sys.path.insert(0, str(ROOT / "tools"))
 from desktop import HOTKEY, Desktop, find_overlay, see_overlay, wait_until  # noqa: E402
 
 MODEL = ROOT / "tests/data/ggml-mini.bin"
+SETTINGS_TITLE = "Quillo Settings"
+TRAY_HEIGHT = 32
 
 
 class SilentProxy:
@@ -136,3 +138,53 @@ class DesktopTest(unittest.TestCase):
         """Asks the program to end; it finishes its work before, and succeeds."""
         self.quillo.signal(number)
         self.assertEqual(self.quillo.wait(), 0, self.quillo.tail())
+
+
+class TrayTest(DesktopTest):
+    """A test that reaches the program through its icon in the tray."""
+
+    def start_tray(self):
+        tray = self.desktop.start_tray()
+        self.addCleanup(tray.close)
+
+    def icon(self):
+        def window():
+            return next((window for window in self.screen.windows(self.quillo) if window.height <= TRAY_HEIGHT), None)
+
+        return wait_until(window, lambda: "no icon in the tray")
+
+    def open_menu(self):
+        before = {window.id for window in self.screen.windows(self.quillo)}
+        icon = self.icon()
+        self.screen.click(icon.x + icon.width // 2, icon.y + icon.height // 2, button=3)
+
+        def menu():
+            return next((window for window in self.screen.windows(self.quillo) if window.id not in before), None)
+
+        return wait_until(menu, lambda: "no menu")
+
+    def choose(self, height):
+        """Clicks the menu's entry at a height from 0, the top, to 1."""
+        menu = self.open_menu()
+        self.screen.click(menu.x + menu.width // 3, menu.y + round(menu.height * height))
+
+    def choose_settings(self):
+        self.choose(0.40)
+        window = self.screen.wait_for_window(SETTINGS_TITLE)
+        wait_until(lambda: self.screen.focus() == window.id, lambda: "the settings window has not got the focus")
+        # The window manager has still to put it into its frame, and the frame into its place.
+        places = []
+
+        def settled():
+            places.append(self.screen.wait_for_window(SETTINGS_TITLE))
+            return len(places) > 5 and len(set(places[-5:])) == 1
+
+        wait_until(settled, lambda: "the settings window does not settle")
+        return places[-1]
+
+    def choose_quit(self):
+        self.choose(0.88)
+        self.assertEqual(self.quillo.wait(), 0, self.quillo.tail())
+
+    def click_apply(self, window):
+        self.screen.click(window.x + window.width - 60, window.y + window.height - 30)

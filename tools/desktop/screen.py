@@ -34,6 +34,22 @@ class Picture:
                   for x in range(window.x, window.x + window.width))  # fmt: skip
         return sum(self.colour(x, y) == colour for x, y in places)
 
+    def find(self, colour, window, width):
+        """The window's first row of at least that many pixels of exactly this colour, as a Window of height 1."""
+        row_of_colour = bytes(colour) * width
+        for y in range(window.y, window.y + window.height):
+            start = (y * self.width + window.x) * 3
+            row = self._pixels[start : start + window.width * 3]
+            at = row.find(row_of_colour)
+            while at > 0 and at % 3:  # not at the beginning of a pixel
+                at = row.find(row_of_colour, at + 1)
+            if at >= 0:
+                x, end = window.x + at // 3, window.x + at // 3 + width
+                while end < window.x + window.width and self.colour(end, y) == colour:
+                    end += 1
+                return Window(window.id, x, y, end - x, 1)
+        return None
+
 
 class Screen:
     """The screen of a private desktop."""
@@ -59,8 +75,11 @@ class Screen:
         return bool(self._ids("--onlyvisible", "--name", title))
 
     def focus(self):
-        """The id of the window that has the keyboard focus."""
-        return int(self._run("xdotool", "getwindowfocus"))
+        """The id of the window that has the keyboard focus; None while it passes from one to another."""
+        try:
+            return int(self._run("xdotool", "getwindowfocus"))
+        except subprocess.CalledProcessError:
+            return None  # that window has just gone
 
     def move_window(self, window, x, y):
         self._run("xdotool", "windowmove", "--sync", window, x, y)

@@ -1,4 +1,6 @@
 // Renders what Quillo shows into PNG files, for looking at it without using it:   quillo_pictures OUT_DIR
+#include "pictures.h"
+
 #include "app/icon.h"
 #include "app/theme.h"
 #include "app/tray_controller.h"
@@ -9,7 +11,6 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialogButtonBox>
-#include <QDir>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QLabel>
@@ -36,32 +37,7 @@
 namespace {
 
 using namespace quillo;
-
-constexpr int margin = 20;
-
-/// The folder of the pictures. Says of each whether it could be written.
-class Album {
-public:
-    explicit Album(const QString& folder)
-        : folder_(folder)
-    {
-        complete_ = QDir().mkpath(folder);
-    }
-
-    void add(const QString& name, const QPixmap& picture)
-    {
-        const QString path = folder_.filePath(name + ".png");
-        const bool written = picture.save(path);
-        std::printf("%s %s\n", written ? "wrote" : "could not write", qPrintable(path));
-        complete_ = complete_ && written;
-    }
-
-    bool complete() const { return complete_; }
-
-private:
-    QDir folder_;
-    bool complete_;
-};
+using namespace quillo::pictures;
 
 // A background on which transparency is seen.
 void paintCheckers(QPainter& painter, const QRect& area)
@@ -72,8 +48,7 @@ void paintCheckers(QPainter& painter, const QRect& area)
 
 QPixmap renderTransparent(QWidget& widget)
 {
-    QPixmap pixmap(widget.size());
-    pixmap.fill(Qt::transparent);
+    QPixmap pixmap = blank(widget.size());
     widget.render(&pixmap, {}, {}, QWidget::DrawChildren);
     return pixmap;
 }
@@ -84,9 +59,9 @@ QPixmap iconSheet()
     int width = margin;
     for (const QSize& size : icon.availableSizes())
         width += size.width() + margin;
-    QPixmap sheet(width, 256 + 2 * margin);
+    QPixmap sheet = blank({width, 256 + 2 * margin});
     QPainter painter(&sheet);
-    paintCheckers(painter, sheet.rect());
+    paintCheckers(painter, painter.viewport());
     int x = margin;
     for (const QSize& size : icon.availableSizes()) {
         painter.drawPixmap(x, margin, icon.pixmap(size));
@@ -120,9 +95,9 @@ QPixmap overlaySheet()
     constexpr int cellWidth = 440;
     constexpr int cellHeight = 56 + margin;
     const int rows = (static_cast<int>(std::size(views)) + columns - 1) / columns;
-    QPixmap sheet(columns * cellWidth + margin, rows * cellHeight + margin);
+    QPixmap sheet = blank({columns * cellWidth + margin, rows * cellHeight + margin});
     QPainter painter(&sheet);
-    paintCheckers(painter, sheet.rect());
+    paintCheckers(painter, painter.viewport());
     for (int i = 0; i < static_cast<int>(std::size(views)); ++i) {
         const OverlayView& view = views[i];
         ui::OverlayWidget overlay;
@@ -352,6 +327,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "usage: quillo_pictures OUT_DIR\n");
         return 2;
     }
+    QApplication::setApplicationName("Quillo"); // as the program does: it names a folder
     QFont font("Segoe UI");
     font.setPointSize(10);
     QApplication::setFont(font);
@@ -366,5 +342,6 @@ int main(int argc, char** argv)
     album.add("combo-popup", popupOf(*window->findChild<QComboBox*>()));
     album.add("menu", menuPicture());
     album.add("tooltip", toolTipPicture(*window));
+    addSettings(album);
     return album.complete() ? 0 : 1;
 }
