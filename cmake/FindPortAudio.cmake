@@ -7,5 +7,9 @@ if(PortAudio_FOUND AND NOT TARGET PortAudio::PortAudio)
     add_library(PortAudio::PortAudio UNKNOWN IMPORTED)
     set_target_properties(PortAudio::PortAudio PROPERTIES
         IMPORTED_LOCATION "${PortAudio_LIBRARY}" INTERFACE_INCLUDE_DIRECTORIES "${PortAudio_INCLUDE_DIR}")
+    if(WIN32) # a static library, which names what it needs nowhere
+        set_target_properties(PortAudio::PortAudio PROPERTIES
+            INTERFACE_LINK_LIBRARIES "winmm;ole32;uuid;setupapi;ksuser")
+    endif()
 endif()
 mark_as_advanced(PortAudio_INCLUDE_DIR PortAudio_LIBRARY)

@@ -9,7 +9,8 @@ if(NOT QUILLO_SANITIZE)
     target_compile_options(quillo_build_options INTERFACE -fstack-protector-strong
         "$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
     if(WIN32)
-        target_link_options(quillo_build_options INTERFACE -Wl,--dynamicbase,--nxcompat,--high-entropy-va)
+        target_link_options(quillo_build_options INTERFACE
+            -fstack-protector-strong -Wl,--dynamicbase,--nxcompat,--high-entropy-va)
     else()
         target_compile_options(quillo_build_options INTERFACE -fstack-clash-protection)
         target_link_options(quillo_build_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)

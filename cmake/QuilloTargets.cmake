@@ -5,7 +5,7 @@ target_compile_features(quillo_build_options INTERFACE cxx_std_20)
 target_compile_options(quillo_build_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
     $<$<BOOL:${QUILLO_WARNINGS_AS_ERRORS}>:-Werror>)
-if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+if(MINGW AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     # It sees overlapping memory in a literal + string where there is none.
     target_compile_options(quillo_build_options INTERFACE -Wno-restrict)
 endif()

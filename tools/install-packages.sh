@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing for the named purposes:
 #   build    compile and run Quillo         test     everything that ./test needs, the demo included
-#   demo     ./run --demo                   windows  cross-compile for Windows and run under Wine
+#   demo     ./run --demo                   windows  cross-compile for Windows and run the tests under Wine
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -9,8 +9,10 @@ build=(build-essential cmake ninja-build ccache pkg-config ca-certificates git n
     qt6-base-dev portaudio19-dev libcurl4-openssl-dev libx11-dev libxi-dev libxtst-dev libxres-dev libasound2-plugins)
 demo=(python3 xvfb openbox trayer iproute2 xdotool x11-utils imagemagick pulseaudio pulseaudio-utils libasound2-plugins
     espeak-ng sox openssl fonts-dejavu-core)
-test=("${demo[@]}" util-linux mount libgtest-dev libgmock-dev libbenchmark-dev libsndfile1-dev clang-format clang-tidy)
-windows=(cmake ninja-build ccache g++-mingw-w64-x86-64-posix googletest wine wine64 xvfb)
+test=("${demo[@]}" util-linux mount libgtest-dev libgmock-dev libbenchmark-dev libsndfile1-dev clang-format clang-tidy
+    clang libclang-rt-dev llvm)
+windows=(cmake ninja-build ccache pkg-config perl patch xz-utils ca-certificates npm qt6-base-dev
+    g++-mingw-w64-x86-64-posix googletest wine wine64 xvfb python3 espeak-ng sox openssl fonts-dejavu-core)
 
 wanted=()
 for purpose in "$@"; do

@@ -122,7 +122,9 @@ Application::Application(int /*argc*/, char** /*argv*/)
 
 Application::~Application()
 {
-    impl_->engine.stop(); // before the members that it points to go
+    // Before the members that they point to go.
+    impl_->engine.stop();
+    impl_->settingsPanel.close();
 }
 
 int Application::run()
@@ -132,8 +134,11 @@ int Application::run()
 
     impl_->tray.show();
     impl_->engine.start();
-    // Once the icon has been drawn.
-    QTimer::singleShot(0, &whileRunning, [this] { impl_->audioCapture.initialise(); });
+    // What takes long and nobody waits for: after the icon.
+    QTimer::singleShot(0, &whileRunning, [this] {
+        impl_->audioCapture.initialise();
+        impl_->cloudTranscriber.initialise();
+    });
     const int result = QApplication::exec();
     impl_->engine.stop();
     platform::settleClipboard();

@@ -2,6 +2,7 @@
 #include "app/theme.h"
 #include "base/log.h"
 #include "net/curl_runtime.h"
+#include "platform/console_output.h"
 #include "platform/instance_guard.h"
 
 #include <QApplication>
@@ -35,6 +36,7 @@ int runQuillo(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
+    quillo::platform::connectStandardError();
     if (!quillo::platform::takeInstanceGuard("Quillo_SingleInstance"))
         return 0;
     quillo::verboseOutput = std::any_of(argv + 1, argv + argc, asksForVerbose);

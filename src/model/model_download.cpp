@@ -4,6 +4,7 @@
 #include "model/model_files.h"
 #include "net/curl_handles.h"
 #include "net/curl_runtime.h"
+#include "platform/flush_to_disk.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -155,6 +156,7 @@ bool transfer(CURL* handle, const DownloadTask& task, PartFile& file)
     curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
     curl_easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, reportProgress);
     curl_easy_setopt(handle, CURLOPT_XFERINFODATA, &context);
+    curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT, static_cast<long>(task.stallLimit.count()));
     curl_easy_setopt(handle, CURLOPT_LOW_SPEED_LIMIT, 1L); // bytes per second
     curl_easy_setopt(handle, CURLOPT_LOW_SPEED_TIME, static_cast<long>(task.stallLimit.count()));
 
@@ -176,6 +178,7 @@ bool fetch(const DownloadTask& task)
         return false;
     std::error_code error;
     if (transfer(handle.get(), task, file)) {
+        platform::flushToDisk(task.partPath); // or a loss of power could leave a stump under the model's name
         fs::rename(task.partPath, task.finalPath, error);
         if (!error)
             return true;

@@ -15,8 +15,10 @@ bool canLookUpAuthorities(const curl_version_info_data& libcurl)
 
 } // namespace
 
-CURLcode performWithQuickTrust(CURL* handle)
+CURLcode performWithQuickTrust(CURL* handle, std::chrono::milliseconds timeout)
 {
+    const auto begin = std::chrono::steady_clock::now();
+    curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, static_cast<long>(timeout.count()));
     const curl_version_info_data& libcurl = *curl_version_info(CURLVERSION_NOW);
     if (!canLookUpAuthorities(libcurl))
         return curl_easy_perform(handle);
@@ -25,6 +27,10 @@ CURLcode performWithQuickTrust(CURL* handle)
     if (result != CURLE_PEER_FAILED_VERIFICATION)
         return result;
     // The bundle may have what the folder lacks. Nothing has been sent yet: the handshake failed.
+    const auto left = timeout - std::chrono::ceil<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin);
+    if (left.count() <= 0) // which libcurl takes for no limit
+        return CURLE_OPERATION_TIMEDOUT;
+    curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, static_cast<long>(left.count()));
     curl_easy_setopt(handle, CURLOPT_CAINFO, libcurl.cainfo);
     return curl_easy_perform(handle);
 }

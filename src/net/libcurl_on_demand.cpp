@@ -3,6 +3,8 @@
 // keeps 7 MiB resident, also for the users who recognise everything on their own machine.
 //
 // The functions are hidden (see CMakeLists.txt): libcurl itself and other libraries never get to see them.
+#include "base/log.h"
+
 #include <curl/curl.h>
 
 #include <dlfcn.h>
@@ -15,12 +17,22 @@
 
 namespace {
 
-/// Null when the library is missing or has no such function. Any thread.
+/// Null when there is none. It stays loaded: what it registers for the end of the process must find itself there.
+void* library()
+{
+    static void* const handle = [] {
+        void* const opened = dlopen("libcurl.so.4", RTLD_NOW | RTLD_LOCAL);
+        if (!opened)
+            quillo::logError("[Quillo] ERROR: no downloads and no cloud: %s\n", dlerror());
+        return opened;
+    }();
+    return handle;
+}
+
+/// Null when there is no library. Any thread.
 template<typename Function> Function* find(const char* name)
 {
-    // Stays loaded: what it registers for the end of the process must find itself there.
-    static void* const library = dlopen("libcurl.so.4", RTLD_NOW | RTLD_LOCAL);
-    return library ? reinterpret_cast<Function*>(dlsym(library, name)) : nullptr;
+    return library() ? reinterpret_cast<Function*>(dlsym(library(), name)) : nullptr;
 }
 
 } // namespace

@@ -5,9 +5,10 @@
 
 namespace quillo::platform {
 
-/// Turns the system's requests to end the process (SIGINT, SIGTERM) into a call on the thread that created the object,
-/// out of that thread's Qt event loop. Where a window system reports the end of a session only through the toolkit,
-/// nothing is called. Where a write to a broken connection raises a signal (SIGPIPE), it is an error value from then
+/// Turns the system's requests to end the process into a call on the thread that created the object, out of that
+/// thread's event loop: the end of the session, and what asks a single program to end (SIGINT and SIGTERM; on Windows
+/// WM_CLOSE to the hidden window of class "QuilloTermination"). At the end of a session the process may be gone as soon
+/// as the call returns. Where a write to a broken connection raises a signal (SIGPIPE), it is an error value from then
 /// on. User-interface thread only; at most one object at a time.
 class TerminationRequests {
 public:

@@ -75,9 +75,8 @@ Answer perform(CURL* handle, const std::string& url, const std::string& apiKey, 
     curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers.get());
     curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, appendToBody);
     curl_easy_setopt(handle, CURLOPT_WRITEDATA, &answer.body);
-    curl_easy_setopt(handle, CURLOPT_TIMEOUT, static_cast<long>(timeout.count()));
     curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L); // signal handlers belong to the process, not to one thread of it
-    answer.result = performWithQuickTrust(handle);
+    answer.result = performWithQuickTrust(handle, timeout);
     curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &answer.status);
     return answer;
 }
@@ -206,8 +205,13 @@ void CloudTranscriber::setProviders(const std::vector<CloudProvider>& providers)
 {
     const std::lock_guard lock(mutex_);
     providers_ = providers;
-    if (std::any_of(providers.begin(), providers.end(), isEligible))
-        takeRuntime(); // now, rather than during the first dictation
+}
+
+void CloudTranscriber::initialise()
+{
+    const std::lock_guard lock(mutex_);
+    if (std::any_of(providers_.begin(), providers_.end(), isEligible))
+        takeRuntime();
 }
 
 CurlRuntime CloudTranscriber::takeRuntime()

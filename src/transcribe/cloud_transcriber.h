@@ -39,6 +39,10 @@ public:
 
     explicit CloudTranscriber(CloudTimeouts timeouts = {});
 
+    /// Initialises libcurl, if a provider may be asked. The requests do it where needed: this one is for a moment when
+    /// nobody waits.
+    void initialise();
+
     /// Replaces the providers; requests under way keep theirs.
     void setProviders(const std::vector<CloudProvider>& providers);
 

@@ -31,86 +31,6 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::Not;
 
-const std::vector<std::string> selectors = {
-    "QWidget",
-    "QDialog",
-    "QTabWidget::pane",
-    "QTabBar::tab",
-    "QTabBar::tab:selected",
-    "QTabBar::tab:hover:!selected",
-    "QPushButton",
-    "QPushButton:hover",
-    "QPushButton:pressed",
-    "QPushButton:disabled",
-    "QPushButton[class=\"primary\"]",
-    "QPushButton[class=\"primary\"]:hover",
-    "QPushButton[class=\"primary\"]:pressed",
-    "QPushButton[class=\"primary\"]:disabled",
-    "QPushButton[class=\"danger\"]",
-    "QPushButton[class=\"danger\"]:hover",
-    "QPushButton[class=\"success\"]",
-    "QPushButton[class=\"success\"]:hover",
-    "QLineEdit",
-    "QLineEdit:focus",
-    "QLineEdit:disabled",
-    "QLineEdit[readOnly=\"true\"]",
-    "QComboBox",
-    "QComboBox:hover",
-    "QComboBox:focus",
-    "QComboBox::drop-down",
-    "QComboBox::down-arrow",
-    "QComboBox QAbstractItemView",
-    "QSpinBox",
-    "QSpinBox:focus",
-    "QSpinBox::up-button, QSpinBox::down-button",
-    "QSpinBox::up-button:hover, QSpinBox::down-button:hover",
-    "QSpinBox::up-arrow",
-    "QSpinBox::down-arrow",
-    "QCheckBox",
-    "QCheckBox::indicator",
-    "QCheckBox::indicator:hover",
-    "QCheckBox::indicator:checked",
-    "QCheckBox::indicator:checked:hover",
-    "QRadioButton",
-    "QRadioButton::indicator",
-    "QRadioButton::indicator:hover",
-    "QRadioButton::indicator:checked",
-    "QProgressBar",
-    "QProgressBar::chunk",
-    "QProgressBar[class=\"vu-meter\"]",
-    "QProgressBar[class=\"vu-meter\"]::chunk",
-    "QSlider::groove:horizontal",
-    "QSlider::handle:horizontal",
-    "QSlider::handle:horizontal:hover",
-    "QSlider::sub-page:horizontal",
-    "QScrollArea",
-    "QScrollBar:vertical",
-    "QScrollBar::handle:vertical",
-    "QScrollBar::handle:vertical:hover",
-    "QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical",
-    "QScrollBar::add-page:vertical, QScrollBar::sub-page:vertical",
-    "QScrollBar:horizontal",
-    "QScrollBar::handle:horizontal",
-    "QScrollBar::handle:horizontal:hover",
-    "QScrollBar::add-line:horizontal, QScrollBar::sub-line:horizontal",
-    "QScrollBar::add-page:horizontal, QScrollBar::sub-page:horizontal",
-    "QGroupBox",
-    "QGroupBox::title",
-    "QLabel",
-    "QLabel[class=\"secondary\"]",
-    "QLabel[class=\"heading\"]",
-    "QLabel[class=\"section-title\"]",
-    "QDialogButtonBox",
-    "QFormLayout",
-    "QFrame[frameShape=\"4\"]",
-    "QFrame[frameShape=\"5\"]",
-    "QToolTip",
-    "QMenu",
-    "QMenu::item",
-    "QMenu::item:selected",
-    "QMenu::separator",
-};
-
 std::vector<std::string> warnings;
 
 void keepWarning(QtMsgType type, const QMessageLogContext&, const QString& message)
@@ -144,17 +64,6 @@ protected:
 template<class Widget> QColor textColor(const Widget& widget)
 {
     return widget.palette().color(QPalette::Active, widget.foregroundRole());
-}
-
-TEST_F(Theme, HasEveryRuleInOrder)
-{
-    QString text = themeStyleSheet();
-    text.remove(QRegularExpression("/\\*.*\\*/"));
-    std::vector<std::string> found;
-    static const QRegularExpression rule("([^{}]+)\\{([^{}]+)\\}");
-    for (const auto& match : rule.globalMatch(text))
-        found.push_back(match.captured(1).simplified().toStdString());
-    EXPECT_THAT(found, ElementsAreArray(selectors));
 }
 
 // Faults are reported when the sheet is parsed, and when a rule is first used.

@@ -4,13 +4,16 @@
 
 #include <QByteArray>
 #include <QCoreApplication>
+#include <QSettings>
+#include <QStandardPaths>
 
 #include <filesystem>
 
 namespace quillo::test {
 
 /// Gives the process an empty home of its own. To be made before main(), that is before the toolkit has asked for a
-/// folder.
+/// folder. On Windows, which knows no other place for them, the data lie in a folder that all tests share: no two
+/// programs at once.
 class PrivateProfile {
 public:
     PrivateProfile()
@@ -20,13 +23,18 @@ public:
         };
         redirect("HOME", folder_.path());
         redirect("XDG_CONFIG_HOME", configRoot());
-        redirect("XDG_DATA_HOME", dataRoot());
         redirect("XDG_CONFIG_DIRS", folder_.path() / "etc");
+        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, QString::fromStdString(configRoot().string()));
         QCoreApplication::setApplicationName("Quillo"); // as the program does: it names the data folder
+        QStandardPaths::setTestModeEnabled(true);
     }
 
     std::filesystem::path configRoot() const { return folder_.path() / "config"; }
-    std::filesystem::path dataRoot() const { return folder_.path() / "data"; }
+    std::filesystem::path dataRoot() const
+    {
+        const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+        return std::filesystem::path(folder.toStdU16String()).parent_path().make_preferred();
+    }
 
     void empty() const
     {

@@ -5,7 +5,6 @@
 #include <QJsonObject>
 
 #include <chrono>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -44,37 +43,22 @@ StandInServices::Request parseRequest(const std::string& line, const std::filesy
 
 StandInServices::StandInServices(Transport transport)
 {
-    setenv("no_proxy", "*", 1); // loopback is not to be reached through a proxy that the environment may name
+    qputenv("no_proxy", "*"); // loopback is not to be reached through a proxy that the environment may name
     const bool isTls = transport == Transport::SelfSignedTls;
-    const std::string inFolder = "cd '" + folder_.path().string() + "' && ";
-    if (isTls
-        && std::system((inFolder
-               + "openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out cert.pem -days 2 -subj /CN=stand-in"
-                 " -addext subjectAltName=IP:127.0.0.1 2> openssl.log")
-                           .c_str())
-            != 0)
-        throw std::runtime_error("openssl made no certificate");
-
-    process_ = popen((inFolder + "exec python3 '" QUILLO_STAND_IN_SERVICES "' . --until-stdin-closes > log 2>&1"
-                         + (isTls ? " --cert cert.pem --key key.pem" : ""))
-                         .c_str(),
-        "we");
+    if (isTls)
+        shellOutput("openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out cert.pem -days 2 -subj /CN=stand-in"
+                    " -addext subjectAltName=IP:127.0.0.1 2> openssl.log",
+            folder_.path());
+    server_.emplace("python3 '" QUILLO_STAND_IN_SERVICES "' . --until-stdin-closes > log 2>&1"
+            + std::string(isTls ? " --cert cert.pem --key key.pem" : ""),
+        folder_.path());
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (process_ && !std::filesystem::exists(folder_.path() / "port")) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            pclose(process_);
-            process_ = nullptr;
-        }
+    while (!std::filesystem::exists(folder_.path() / "port")) {
+        if (std::chrono::steady_clock::now() > deadline)
+            throw std::runtime_error("the stand-in services do not start: " + content(folder_.path() / "log"));
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    if (!process_)
-        throw std::runtime_error("the stand-in services do not start: " + content(folder_.path() / "log"));
     root_ = (isTls ? "https://127.0.0.1:" : "http://127.0.0.1:") + content(folder_.path() / "port");
-}
-
-StandInServices::~StandInServices()
-{
-    pclose(process_);
 }
 
 void StandInServices::answer(const std::string& path, const std::string& json)

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "support/shell.h"
 #include "support/temporary_folder.h"
 
-#include <cstdio>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,9 +29,6 @@ public:
     enum class Transport { Plain, SelfSignedTls };
 
     explicit StandInServices(Transport transport = Transport::Plain);
-    ~StandInServices();
-    StandInServices(const StandInServices&) = delete;
-    StandInServices& operator=(const StandInServices&) = delete;
 
     std::string url(const std::string& path) const { return root_ + path; }
 
@@ -43,7 +41,7 @@ public:
 private:
     TemporaryFolder folder_;
     std::map<std::string, std::string> answers_;
-    std::FILE* process_ = nullptr; ///< writes to the server's standard input
+    std::optional<BackgroundProgram> server_;
     std::string root_;
 };
 

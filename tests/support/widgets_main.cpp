@@ -20,6 +20,8 @@ int main(int argc, char** argv)
     testing::InitGoogleTest(&argc, argv);
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qunsetenv("DISPLAY");
+    if (qEnvironmentVariableIsSet("QUILLO_TEST_FONTS")) // Wine keeps the toolkit's own variables to itself
+        qputenv("QT_QPA_FONTDIR", qgetenv("QUILLO_TEST_FONTS"));
     defaultHandler = qInstallMessageHandler(dropLimitations);
     const QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);

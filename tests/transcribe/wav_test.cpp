@@ -1,11 +1,10 @@
 #include "transcribe/wav.h"
 
+#include "support/shell.h"
 #include "support/temporary_folder.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <fstream>
 #include <limits>
 #include <string>
@@ -13,17 +12,6 @@
 namespace quillo {
 
 namespace {
-
-std::string output(const std::string& command)
-{
-    std::string text;
-    std::FILE* pipe = popen(command.c_str(), "r");
-    std::array<char, 4096> buffer{};
-    while (const std::size_t length = std::fread(buffer.data(), 1, buffer.size(), pipe))
-        text.append(buffer.data(), length);
-    EXPECT_EQ(pclose(pipe), 0) << command;
-    return text;
-}
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
 
@@ -72,11 +60,11 @@ TEST(Wav, AnotherProgramReadsTheSameSamples)
     EXPECT_EQ(wav.size(), 32044U);
 
     const test::TemporaryFolder folder;
-    const std::string path = (folder.path() / "audio.wav").string();
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(wav.data()), 32044);
-    EXPECT_EQ(output("for what in t r c b e s; do sox --info -$what '" + path + "'; done"),
+    std::ofstream(folder.path() / "audio.wav", std::ios::binary)
+        .write(reinterpret_cast<const char*>(wav.data()), 32044);
+    EXPECT_EQ(test::shellOutput("for what in t r c b e s; do sox --info -$what audio.wav; done", folder.path()),
         "wav\n16000\n1\n16\nSigned Integer PCM\n16000\n");
-    EXPECT_TRUE(output("sox '" + path + "' -t s16 -") == expected);
+    EXPECT_TRUE(test::shellOutput("sox audio.wav -t s16 -", folder.path()) == expected);
 }
 
 TEST(Wav, TurnsWhatIsNotANumberIntoSomeValidSample)

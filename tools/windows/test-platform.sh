@@ -3,17 +3,11 @@
 # and Wine's files stay in build/, so that a second run is quick. Arguments go to the test program.
 set -euo pipefail
 . "$(dirname "$0")/../lib.sh"
+. "$(dirname "$0")/wine.sh"
 
 build="$root/build/windows-platform"
-wine_home="$root/build/wine" # Wine's drives and registry, and a home folder of their own
 program="$build/quillo_windows_platform_test.exe"
 time_limit=120 # seconds
-
-in_wine() {
-    # The user has an accent, so that the folders of Windows have one as well.
-    env HOME="$wine_home" USER=Zoë LC_ALL=C.UTF-8 DISPLAY=":$display" WINEPREFIX="$wine_home/prefix" WINEARCH=win64 \
-        WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d" "$@"
-}
 
 build_test() {
     say "Cross-compiling the Windows platform layer"
@@ -26,37 +20,9 @@ build_test() {
     logged "$build/build.log" cmake --build "$build" --parallel "$jobs"
 }
 
-start_display() {
-    local pipe
-    pipe="$(mktemp -u "$build/display.XXXXXX")"
-    mkfifo "$pipe"
-    Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$pipe" >"$build/xvfb.log" 2>&1 &
-    xvfb=$!
-    read -r -t 60 display <"$pipe" || fail "Xvfb does not start (see $build/xvfb.log)"
-    rm -f "$pipe"
-}
-
-prepare_wine() {
-    [ ! -e "$wine_home/.complete" ] || return 0
-    say "Setting up Wine (once, about half a minute)"
-    rm -rf "$wine_home"
-    mkdir -p "$wine_home"
-    logged "$build/wineboot.log" in_wine timeout 300 wineboot --init
-    logged "$build/wineboot.log" in_wine timeout 300 wineserver --wait # until the registry is on the disk
-    touch "$wine_home/.complete"
-}
-
-clean_up() {
-    if [ -n "$display" ]; then in_wine timeout 30 wineserver --kill || true; fi
-    if [ -n "$xvfb" ]; then kill "$xvfb" || true; fi
-}
-
 "$root/tools/install-packages.sh" windows
 build_test
-display='' xvfb=''
-trap clean_up EXIT
-start_display
-prepare_wine
+start_wine "$build"
 say "Running $(basename "$program") under Wine"
 if in_wine timeout --kill-after=10 "$time_limit" wine "$program" "$@"; then
     say "The Windows platform layer passes its test"

@@ -2,6 +2,7 @@
 
 #include "platform/x11/event_fd.h"
 
+#include <QGuiApplication>
 #include <QSocketNotifier>
 
 #include <array>
@@ -42,6 +43,10 @@ struct TerminationRequests::Impl {
             requests->clear();
             onRequest();
         });
+        if (auto* application = qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
+            QObject::connect(
+                application, &QGuiApplication::commitDataRequest, &notifier, [this] { onRequest(); },
+                Qt::DirectConnection);
         struct sigaction disposition { };
         disposition.sa_handler = onSignal;
         disposition.sa_flags = SA_RESTART;

@@ -50,8 +50,12 @@ public:
 
     void setOnTest(CloudTestCallback onTest) { onTest_ = std::move(onTest); }
 
+protected:
+    void hideEvent(QHideEvent* event) override;
+
 private:
     void nameWidgets(const Service& service);
+    void setText(QPushButton* button, const QString& text);
     void setKeyEnabled(bool enabled);
     void reveal(bool shown);
     void startTest();
@@ -59,21 +63,24 @@ private:
     void showIdle();
 
     const std::string id_;
+    const QString name_;
     QCheckBox* enableBox_; // the widgets belong to their parents
     QLineEdit* keyEdit_;
     QPushButton* showButton_;
     QPushButton* testButton_;
     CloudTestCallback onTest_;
+    bool testing_ = false;
     const WidgetMailbox mailbox_{this}; ///< for the results, which come on other threads and at any time
 };
 
 CloudServiceBox::CloudServiceBox(const Service& service)
     : QGroupBox(service.title)
     , id_(service.id)
+    , name_(service.name)
     , enableBox_(new QCheckBox(QString("Enable %1 cloud transcription").arg(service.name)))
     , keyEdit_(new QLineEdit)
-    , showButton_(new QPushButton("Show"))
-    , testButton_(new QPushButton("Test"))
+    , showButton_(new QPushButton)
+    , testButton_(new QPushButton)
 {
     nameWidgets(service);
     keyEdit_->setPlaceholderText(service.keyHint);
@@ -106,20 +113,34 @@ void CloudServiceBox::nameWidgets(const Service& service)
     showButton_->setObjectName(id + "ShowButton");
     testButton_->setObjectName(id + "TestButton");
     keyEdit_->setAccessibleName(QString("%1 API key").arg(service.name));
-    showButton_->setAccessibleName(QString("Show %1 key").arg(service.name));
-    testButton_->setAccessibleName(QString("Test %1 key").arg(service.name));
+    setText(showButton_, "Show");
+    setText(testButton_, "Test");
+}
+
+// What a button says, and of what service, is also what a screen reader says.
+void CloudServiceBox::setText(QPushButton* button, const QString& text)
+{
+    button->setText(text);
+    button->setAccessibleName(QString("%1 %2 key").arg(text, name_));
 }
 
 void CloudServiceBox::setKeyEnabled(bool enabled)
 {
     keyEdit_->setEnabled(enabled);
-    testButton_->setEnabled(enabled);
+    testButton_->setEnabled(enabled && !testing_);
 }
 
 void CloudServiceBox::reveal(bool shown)
 {
     keyEdit_->setEchoMode(shown ? QLineEdit::Normal : QLineEdit::Password);
-    showButton_->setText(shown ? "Hide" : "Show");
+    setText(showButton_, shown ? "Hide" : "Show");
+}
+
+// A key that was revealed must not be seen by whoever opens the window next.
+void CloudServiceBox::hideEvent(QHideEvent* event)
+{
+    showButton_->setChecked(false);
+    QGroupBox::hideEvent(event);
 }
 
 void CloudServiceBox::startTest()
@@ -127,8 +148,9 @@ void CloudServiceBox::startTest()
     const std::string key = keyEdit_->text().trimmed().toStdString();
     if (key.empty() || !onTest_)
         return;
+    testing_ = true;
     testButton_->setEnabled(false);
-    testButton_->setText("...");
+    setText(testButton_, "...");
     onTest_(id_, key, [this, address = mailbox_.address()](bool accepted) {
         address.post([this, accepted] { showResult(accepted); }); // dropped once this box is gone
     });
@@ -136,7 +158,8 @@ void CloudServiceBox::startTest()
 
 void CloudServiceBox::showResult(bool accepted)
 {
-    testButton_->setText(accepted ? "OK!" : "Fail");
+    testing_ = false;
+    setText(testButton_, accepted ? "OK!" : "Fail");
     testButton_->setStyleSheet(accepted ? "color: #4ade80; font-weight: bold;" : "color: #f87171; font-weight: bold;");
     testButton_->setEnabled(true);
     QTimer::singleShot(resultShown, this, &CloudServiceBox::showIdle);
@@ -144,7 +167,7 @@ void CloudServiceBox::showResult(bool accepted)
 
 void CloudServiceBox::showIdle()
 {
-    testButton_->setText("Test");
+    setText(testButton_, "Test");
     testButton_->setStyleSheet({});
     if (!enableBox_->isChecked()) // the service was switched off while its key was tested
         testButton_->setEnabled(false);

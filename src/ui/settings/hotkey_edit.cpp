@@ -140,7 +140,8 @@ void HotkeyEdit::keyPressEvent(QKeyEvent* event)
 void HotkeyEdit::focusInEvent(QFocusEvent* event)
 {
     QLineEdit::focusInEvent(event);
-    beginCapture();
+    if (event->reason() != Qt::OtherFocusReason) // the page has been opened: nobody has asked for the field itself
+        beginCapture();
 }
 
 void HotkeyEdit::focusOutEvent(QFocusEvent* event)

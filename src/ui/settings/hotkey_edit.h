@@ -6,8 +6,8 @@
 
 namespace quillo {
 
-/// A field that shows a hotkey and takes a new one by having it pressed. With the focus it waits for a combination;
-/// Escape, or the focus going elsewhere, brings the old one back. User-interface thread.
+/// A field that shows a hotkey and takes a new one by having it pressed. Clicked, or reached by keyboard, it waits for
+/// a combination; Escape, or the focus going elsewhere, brings the old one back. User-interface thread.
 class HotkeyEdit final : public QLineEdit {
 public:
     explicit HotkeyEdit(QWidget* parent = nullptr);

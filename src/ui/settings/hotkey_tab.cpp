@@ -108,10 +108,12 @@ void HotkeyTab::updateHotkeyWarning(const QString& hotkey)
         hotkeyWarning_->setText(text);
         hotkeyWarning_->setStyleSheet(styleSheet);
         hotkeyWarning_->show();
+        hotkeyEdit_->setAccessibleDescription(text);
     };
     switch (checkHotkeyAvailability(parseHotkey(hotkey.toStdString()))) {
     case HotkeyStatus::Available:
         hotkeyWarning_->hide();
+        hotkeyEdit_->setAccessibleDescription({});
         break;
     case HotkeyStatus::ReservedBySystem:
         warn("⚠ This key combination is reserved by Windows and cannot be used.",

@@ -236,6 +236,7 @@ void MicrophoneTab::failMicTest(const QString& reason)
 void MicrophoneTab::showMicStatus(const QString& text, const QString& color)
 {
     micStatusLabel_->setText(text);
+    micTestButton_->setAccessibleDescription(text);
     micStatusLabel_->setStyleSheet(QString("color: %1; font-size: 11px; background: transparent;").arg(color));
 }
 

@@ -3,6 +3,7 @@
 #include "ui/settings/theme_overrides.h"
 
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QMessageBox>
 #include <QProgressBar>
@@ -215,13 +216,23 @@ void ModelCardWidget::showStatus()
     statusBadge_->setText(QString("  %1  ").arg(look.badge));
     statusBadge_->setAccessibleName(look.badge);
     statusBadge_->setStyleSheet(QString(badgeStyle).arg(look.background, look.color, look.border));
-    progressRow_->setVisible(look.progress);
-    downloadButton_->setVisible(look.download);
-    setActiveButton_->setVisible(look.setActive);
-    deleteButton_->setVisible(look.remove);
     const bool isActive = model_.status == ModelStatus::Active;
+    const std::array<std::pair<QWidget*, bool>, 4> parts{{{progressRow_, look.progress},
+        {downloadButton_, look.download}, {setActiveButton_, look.setActive}, {deleteButton_, look.remove}}};
+    for (const auto& [part, isShown] : parts)
+        if (part->hasFocus() && (!isShown || isActive))
+            setFocus(); // it would go to the next card, where the same key, still held, would start the same
+    for (const auto& [part, isShown] : parts)
+        part->setVisible(isShown);
     deleteButton_->setEnabled(!isActive);
     deleteButton_->setToolTip(isActive ? "Cannot delete the active model" : "");
+}
+
+// The key that has started something here must not, still held, go on to the window, which it would close.
+void ModelCardWidget::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter)
+        QFrame::keyPressEvent(event);
 }
 
 void ModelCardWidget::setOnDownload(Callback onDownload)

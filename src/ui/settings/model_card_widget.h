@@ -51,6 +51,9 @@ public:
     void setOnSetActive(Callback onSetActive);
     void setOnDelete(Callback onDelete);
 
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+
 private:
     QLayout* buildHeader();
     QLayout* buildStatus();

@@ -62,6 +62,11 @@ void SettingsPanel::show()
     impl_->dialog->activateWindow();
 }
 
+void SettingsPanel::close()
+{
+    impl_->dialog.reset();
+}
+
 void SettingsPanel::createDialog()
 {
     impl_->dialog = std::make_unique<SettingsDialog>();

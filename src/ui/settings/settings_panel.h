@@ -39,6 +39,9 @@ public:
     /// window is made at the first call and kept.
     void show();
 
+    /// Destroys the window, which ends a test of the microphone. For an owner who destroys what the window uses first.
+    void close();
+
     /// The stored settings, or their defaults.
     SettingsData loadSettings() const;
 

@@ -5,6 +5,8 @@
 #include "platform/hotkey_probe.h"
 #include "platform/instance_guard.h"
 #include "platform/keyboard_hook.h"
+#include "platform/program_folder.h"
+#include "platform/termination.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +14,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <future>
 #include <memory>
@@ -458,6 +461,34 @@ TEST_F(PasteTest, insertsTheTextIntoTheFocusedField)
     wchar_t text[64]{};
     EXPECT_TRUE(pumpUntil([&] { return GetWindowTextW(field.handle(), text, 64) > 0; }));
     EXPECT_STREQ(text, L"d\u00e9j\u00e0 vu \u2713 \U0001F600");
+}
+
+TEST(WindowsTermination, HearsOfTheEndOfTheSessionAndOfRequestsToClose)
+{
+    int requests = 0;
+    {
+        const TerminationRequests termination([&] { ++requests; });
+        const HWND window = FindWindowW(L"QuilloTermination", nullptr);
+        ASSERT_TRUE(window);
+        EXPECT_FALSE(IsWindowVisible(window));
+        EXPECT_TRUE(SendMessageW(window, WM_QUERYENDSESSION, 0, 0)) << "Quillo keeps nobody from leaving";
+        SendMessageW(window, WM_ENDSESSION, FALSE, 0); // another program did
+        EXPECT_EQ(requests, 0);
+        SendMessageW(window, WM_ENDSESSION, TRUE, 0);
+        EXPECT_EQ(requests, 1);
+        SendMessageW(window, WM_CLOSE, 0, 0);
+        EXPECT_EQ(requests, 2);
+        EXPECT_TRUE(IsWindow(window));
+    }
+    EXPECT_FALSE(FindWindowW(L"QuilloTermination", nullptr));
+}
+
+TEST(WindowsProgramFolder, HoldsTheProgram)
+{
+    wchar_t path[MAX_PATH];
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    const std::u8string folder = std::filesystem::path(path).parent_path().u8string();
+    EXPECT_EQ(programFolder(), std::string(folder.begin(), folder.end()));
 }
 
 } // namespace

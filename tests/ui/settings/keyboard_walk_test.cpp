@@ -1,5 +1,6 @@
 // The settings window for those who use no mouse or see no screen.
 #include "audio/audio_capture.h"
+#include "base/utf8_path.h"
 #include "model/model_manager.h"
 #include "settings/paths.h"
 #include "ui/settings/settings_dialog.h"
@@ -56,9 +57,9 @@ protected:
     KeyboardWalk()
     {
         test::FakePlatform::instance().setDataRoot(profile.dataRoot().string());
-        std::filesystem::create_directories(modelsDir());
+        std::filesystem::create_directories(pathFromUtf8(modelsDir()));
         for (const char* file : {"ggml-tiny.bin", "ggml-base.bin"})
-            std::ofstream(std::filesystem::path(modelsDir()) / file) << "content";
+            std::ofstream(pathFromUtf8(modelsDir()) / file) << "content";
         models.setActiveModel("base");
         dialog.populateModels(&models);
         dialog.setAudioCapture(&capture);

@@ -107,56 +107,6 @@ TEST_F(MicrophoneTabTest, ListsTheDevicesAfresh)
     EXPECT_EQ(listed(), QStringList("System Default="));
 }
 
-TEST_F(MicrophoneTabTest, ShowsAndCollectsItsSettings)
-{
-    SettingsData settings;
-    settings.inputDeviceId = "2";
-    settings.soundOnComplete = false;
-    tab->setSettings(settings);
-    EXPECT_EQ(devices()->currentText(), "Headset");
-    EXPECT_TRUE(find<QCheckBox>("soundOnStartCheck")->isChecked());
-    EXPECT_FALSE(find<QCheckBox>("soundOnCompleteCheck")->isChecked());
-
-    find<QCheckBox>("soundOnStartCheck")->click();
-    find<QCheckBox>("soundOnCompleteCheck")->click();
-    QTest::keyClick(find<QSlider>("vadSlider"), Qt::Key_End);
-    SettingsData collected = settings;
-    collected.hotkey = "stays";
-    tab->collectSettings(collected);
-    settings.hotkey = "stays";
-    settings.vadSensitivity = 1.0F;
-    settings.soundOnStart = false;
-    settings.soundOnComplete = true;
-    EXPECT_EQ(collected, settings);
-
-    settings.inputDeviceId = "1";
-    tab->setSettings(settings);
-    EXPECT_EQ(devices()->currentText(), "Headset") << "an unknown device must not change the choice";
-    settings.inputDeviceId.clear();
-    tab->setSettings(settings);
-    EXPECT_EQ(devices()->currentText(), "System Default");
-}
-
-TEST_F(MicrophoneTabTest, TruncatesTheSensitivity)
-{
-    struct Case {
-        float stored;
-        int shown;
-    };
-    constexpr float inf = std::numeric_limits<float>::infinity();
-    constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-    EXPECT_EQ(find<QSlider>("vadSlider")->value(), 50);
-    for (const auto [stored, shown] : {Case{0.53F, 52}, Case{0.52F, 52}, Case{0.999F, 99}, Case{0.0F, 0},
-             Case{1.0F, 100}, Case{1.7F, 100}, Case{-0.2F, 0}, Case{1e30F, 100}, Case{-inf, 0}, Case{nan, 0}}) {
-        SettingsData settings;
-        settings.vadSensitivity = stored;
-        tab->setSettings(settings);
-        EXPECT_EQ(find<QSlider>("vadSlider")->value(), shown) << stored;
-        tab->collectSettings(settings);
-        EXPECT_FLOAT_EQ(settings.vadSensitivity, static_cast<float>(shown) / 100.0F);
-    }
-}
-
 TEST_F(MicrophoneTabTest, TestShowsTheLevelAndLetsItDecay)
 {
     std::vector<int> shown;

@@ -1,0 +1,131 @@
+"""The Windows program under Wine: a dictation from the key to the text, its folders, its tray, its end.
+
+QUILLO_WINDOWS_BINARIES names the folder of Quillo.exe and edit_window.exe, QUILLO_HELPERS the one of desktop_editor and
+desktop_keys, QUILLO_WINE_HOME a home folder with a Wine prefix that was set up, QUILLO_SCREENSHOTS where pictures go.
+"""
+
+import os
+import shutil
+import subprocess
+import sys
+import unittest
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[3]
+sys.path.insert(0, str(ROOT / "tools"))
+
+from desktop import HOTKEY, Desktop, Program, wait_until  # noqa: E402
+
+BINARIES = Path(os.environ["QUILLO_WINDOWS_BINARIES"]).resolve()
+SCREENSHOTS = Path(os.environ["QUILLO_SCREENSHOTS"]).resolve()
+PREFIX = Path(os.environ["QUILLO_WINE_HOME"]).resolve() / "prefix"
+MODEL = ROOT / "tests/data/ggml-mini.bin"
+SENTENCE = "the quick brown fox jumps over the lazy dog"
+
+
+class WindowsProgram(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.desktop = cls.enterClassContext(Desktop(os.environ["QUILLO_HELPERS"]))
+        cls.env = cls.desktop.env | {
+            "HOME": str(PREFIX.parent),
+            "USER": "Zoë",
+            "LC_ALL": "C.UTF-8",
+            "WINEPREFIX": str(PREFIX),
+            "WINEARCH": "win64",
+            "WINEDEBUG": "-all",
+            "WINEDLLOVERRIDES": "mscoree,mshtml=;winemenubuilder.exe=d",
+        }
+        cls.addClassCleanup(subprocess.run, ["wineserver", "--kill"], env=cls.env, timeout=60, check=False)
+        cls.data = PREFIX / "drive_c/users/Zoë/AppData/Roaming/Quillo"
+        shutil.rmtree(cls.data, ignore_errors=True)
+        for folder in ("models", "config"):
+            (cls.data / folder).mkdir(parents=True)
+        shutil.copyfile(MODEL, cls.data / "models/ggml-tiny.bin")
+        (cls.data / "config/active_model.txt").write_text("tiny")
+        SCREENSHOTS.mkdir(parents=True, exist_ok=True)
+        cls.text = cls.desktop.root / "windows-text"
+
+    def wine(self, program, *args):
+        started = Program(["wine", BINARIES / program, *args], self.env)
+        self.addCleanup(started.close)
+        return started
+
+    def run_wine(self, *command):
+        return subprocess.run(["wine", *command], env=self.env, timeout=60, check=False, capture_output=True)
+
+    def screenshot(self, name):
+        subprocess.run(
+            ["import", "-window", "root", SCREENSHOTS / f"windows-{name}.png"], env=self.env, timeout=60, check=True
+        )
+
+    def xdotool(self, *args):
+        answer = subprocess.run(
+            ["xdotool", *map(str, args)], env=self.env, timeout=60, check=False, capture_output=True, text=True
+        )
+        return answer.stdout.split()
+
+    def start(self):
+        quillo = self.wine("Quillo.exe", "--verbose")
+        quillo.wait_for_line(r"\[Quillo\] Hotkey registered: ")
+        return quillo
+
+    def end(self, quillo):
+        """As a person who ends a program politely: it takes the way of Quit."""
+        self.run_wine("taskkill", "/im", "Quillo.exe")
+        self.assertEqual(quillo.wait(), 0)
+
+    def test_spoken_sentence_is_pasted(self):
+        self.wine("edit_window.exe", self.text)
+        wait_until(lambda: self.xdotool("search", "--onlyvisible", "--name", "Text field"), "no window")
+        quillo = self.start()
+        wait_until(self.text.exists, "no text field")
+        self.xdotool("search", "--name", "Text field", "windowactivate", "--sync")
+        with self.desktop.keyboard.held(*HOTKEY):
+            quillo.wait_for_line(r"Starting recording")
+            self.desktop.microphone.wait_until_settled()
+            self.desktop.speak(SENTENCE)
+            self.screenshot("recording")
+        wait_until(lambda: self.text.read_text() == SENTENCE, lambda: f"{self.text.read_text()!r}\n{quillo.tail()}")
+        self.screenshot("pasted")
+        self.assertIn(SENTENCE, (self.data / "history.json").read_text())
+        self.end(quillo)
+
+    def windows(self):
+        """The program's visible windows."""
+        return set(self.xdotool("search", "--onlyvisible", "--class", "quillo.exe"))
+
+    def choose_in_tray(self, y):
+        """Clicks into the menu of the tray icon, so far below its top, or above its bottom where y is negative."""
+        (tray,) = self.xdotool("search", "--onlyvisible", "--name", "Wine System Tray")
+        before = self.windows()
+        self.xdotool("mousemove", "--window", tray, 10, 10, "click", 3)
+        (menu,) = wait_until(lambda: self.windows() - before, "no menu")
+        geometry = dict(line.split("=") for line in self.xdotool("getwindowgeometry", "--shell", menu))
+        self.xdotool("mousemove", "--window", menu, 40, y % int(geometry["HEIGHT"]), "click", 1)
+
+    def test_settings_from_the_tray_are_stored_in_the_roaming_profile(self):
+        quillo = self.start()
+        wait_until(lambda: self.xdotool("search", "--onlyvisible", "--name", "Wine System Tray"), "no tray icon")
+        self.choose_in_tray(54)  # Settings...
+        find_settings = ("search", "--onlyvisible", "--name", "Quillo Settings")
+        wait_until(lambda: self.xdotool(*find_settings), "no settings window")
+        self.xdotool(*find_settings, "windowactivate", "--sync")
+        self.screenshot("settings")
+        self.assertFalse((self.data / "Quillo.ini").exists())
+        self.xdotool("key", "Return")
+        quillo.wait_for_line(r"\[Quillo\] Settings applied: ")
+        self.assertIn("hotkey=Ctrl+Shift+Space", (self.data / "Quillo.ini").read_text())
+        wait_until(lambda: not self.windows(), "the settings window stays")
+        self.choose_in_tray(-18)  # Quit
+        self.assertEqual(quillo.wait(), 0)
+
+    def test_second_start_leaves_at_once(self):
+        quillo = self.start()
+        self.assertEqual(self.wine("Quillo.exe").wait(), 0)
+        self.assertTrue(quillo.running())
+        self.end(quillo)
+
+
+if __name__ == "__main__":
+    unittest.main()
