@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing for the named purposes:
 #   build    compile and run Quillo         test     everything that ./test needs, the demo included
+#   package  build and check the Debian package
 #   demo     ./run --demo                   windows  cross-compile for Windows and run the tests under Wine
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
@@ -11,6 +12,7 @@ demo=(python3 xvfb openbox trayer iproute2 xdotool x11-utils imagemagick pulseau
     espeak-ng sox openssl fonts-dejavu-core)
 test=("${demo[@]}" util-linux mount libgtest-dev libgmock-dev libbenchmark-dev libsndfile1-dev clang-format clang-tidy
     clang libclang-rt-dev llvm)
+package=(desktop-file-utils appstream dpkg-dev file)
 windows=(cmake ninja-build ccache pkg-config perl patch xz-utils ca-certificates npm qt6-base-dev
     g++-mingw-w64-x86-64-posix googletest wine wine64 xvfb python3 espeak-ng sox openssl fonts-dejavu-core)
 
@@ -20,6 +22,7 @@ for purpose in "$@"; do
         build) wanted+=("${build[@]}") ;;
         demo) wanted+=("${demo[@]}") ;;
         test) wanted+=("${test[@]}") ;;
+        package) wanted+=("${package[@]}") ;;
         windows) wanted+=("${windows[@]}") ;;
         *) fail "unknown purpose: $purpose" ;;
     esac

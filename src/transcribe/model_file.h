@@ -10,14 +10,16 @@ namespace quillo {
 
 /// A model file as whisper.cpp reads it.
 ///
-/// whisper.cpp can open files itself, but takes the path in the system's own encoding with some compilers, and takes
-/// whatever lies in memory for the missing part of a file that was cut off. This reader takes UTF-8 and refuses such a
-/// file. One thread.
+/// whisper.cpp can open files itself, but takes the path in the system's own encoding with some compilers, takes
+/// whatever lies in memory for the missing part of a file that was cut off, and trusts the numbers in it: wrong ones
+/// make it write beyond its memory. This reader takes UTF-8 and refuses such files. One thread.
 class ModelFile {
 public:
     explicit ModelFile(const std::string& path);
 
-    bool isOpen() const { return file_.is_open(); }
+    /// Whether there is such a file whose structure is that of a model. Looks at all of it but the weights themselves;
+    /// to be asked before it is read.
+    bool isSound();
 
     /// The functions for whisper.cpp, which refer to this object. Reading beyond the end throws std::runtime_error.
     whisper_model_loader loader();

@@ -1,6 +1,7 @@
 #include "transcribe/whisper_transcriber.h"
 
 #include "base/log.h"
+#include "platform/program_folder.h"
 #include "transcribe/model_file.h"
 
 #include <whisper.h>
@@ -39,9 +40,17 @@ void listDevices()
     }
 }
 
+/// Back-ends that are libraries of their own are taken from beside the program. Where they are built in, none is there.
+void loadBackends()
+{
+    if (const std::string folder = platform::programFolder(); !folder.empty())
+        ggml_backend_load_all_from_path(folder.c_str());
+}
+
 void prepareLibrary()
 {
     whisper_log_set(forwardLog, nullptr);
+    loadBackends();
     listDevices();
 }
 
@@ -62,7 +71,7 @@ template<typename Function> auto guarded(Function function) -> decltype(function
 std::shared_ptr<whisper_context> openModel(const std::string& path)
 {
     ModelFile file(path);
-    if (!file.isOpen())
+    if (!file.isSound())
         return nullptr;
     whisper_context_params parameters = whisper_context_default_params();
     parameters.use_gpu = true;

@@ -163,6 +163,17 @@ DamageCase cutOff(const std::string& name, std::function<std::size_t()> length)
     return {name, [length = std::move(length)] { return modelBytes().substr(0, length()); }};
 }
 
+/// Another number in place of the one at an offset.
+DamageCase withNumber(const std::string& name, std::function<std::size_t()> offset, std::int32_t number)
+{
+    return {name,
+        [offset = std::move(offset), number] {
+            std::string bytes = modelBytes();
+            std::memcpy(bytes.data() + offset(), &number, sizeof number);
+            return bytes;
+        }};
+}
+
 class DamagedModel : public WhisperTranscriberTest, public testing::WithParamInterface<DamageCase> { };
 
 TEST_P(DamagedModel, IsAFailureAndNothingWorse)
@@ -183,7 +194,18 @@ INSTANTIATE_TEST_SUITE_P(Files, DamagedModel,
         cutOff("magicNumberOnly", [] { return 4U; }), cutOff("inTheFilters", [] { return 60U; }),
         cutOff("at2KiB", [] { return 2048U; }), cutOff("inTheVocabulary", [] { return tensorOffset() - 40; }),
         cutOff("beforeTheTensors", tensorOffset), cutOff("half", [] { return modelBytes().size() / 2; }),
-        cutOff("lastByteMissing", [] { return modelBytes().size() - 1; })),
+        cutOff("lastByteMissing", [] { return modelBytes().size() - 1; }),
+        DamageCase{"byteMissingInTheTensors",
+            [] { return modelBytes().substr(0, 1'000'000) + modelBytes().substr(1'000'001); }},
+        withNumber("tensorOfManyDimensions", tensorOffset, 1000),
+        withNumber(
+            "noAttentionHeads", [] { return 16U; }, 0),
+        withNumber(
+            "headsThatDoNotDivideTheState", [] { return 32U; }, 7),
+        withNumber(
+            "unknownFormat", [] { return 44U; }, 100),
+        withNumber(
+            "tooManyLayersForTheFile", [] { return 20U; }, 50'000'000)),
     [](const auto& test) { return test.param.name; });
 
 TEST_F(WhisperTranscriberTest, ReportsAnExceptionOfWhisper)
