@@ -6,6 +6,7 @@
 #include "engine/cloud_attempt.h"
 #include "hotkey/hotkey_manager.h"
 #include "output/text_injector.h"
+#include "platform/memory.h"
 #include "transcribe/cloud_transcriber.h"
 #include "transcribe/whisper_transcriber.h"
 #include "ui/overlay/overlay_controller.h"
@@ -261,19 +262,22 @@ void Engine::Impl::closeRecording(std::uint64_t upToPress)
     }
     endPresses(recordingPress);
     endWatchdog();
-    std::thread([self = shared_from_this(), recorded = std::move(recorded), turn = stopsBegun] {
-        self->finishInTurn(recorded, turn);
+    std::thread([self = shared_from_this(), recorded = std::move(recorded), turn = stopsBegun]() mutable {
+        self->finishInTurn(std::move(recorded), turn);
     }).detach();
     ++stopsBegun; // not before the thread exists: its turn would never end
     if (audioCapture)
         audioCapture->stopCapture();
 }
 
-void Engine::Impl::finishInTurn(const std::vector<float>& recorded, std::uint64_t turn)
+void Engine::Impl::finishInTurn(std::vector<float> recorded, std::uint64_t turn)
 {
     std::unique_lock lock(stopMutex);
     stopTurn.wait(lock, [&] { return stopsDone == turn; });
     finish(recorded);
+    recorded = {};
+    // Each recognition is on a thread of its own, for which the allocator may keep a stock as large as the recogniser.
+    platform::returnFreedMemory();
     ++stopsDone;
     stopTurn.notify_all();
 }

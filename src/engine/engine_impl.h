@@ -89,7 +89,7 @@ private:
     void closeRecording(std::uint64_t upToPress); ///< with captureMutex held
     void endWatchdog();
     void watchdogLoop(std::uint64_t press);
-    void finishInTurn(const std::vector<float>& recorded, std::uint64_t turn);
+    void finishInTurn(std::vector<float> recorded, std::uint64_t turn);
     void finish(const std::vector<float>& recorded);
     std::string recognise(const std::vector<float>& recorded);
     bool tryLocal(const std::vector<float>& recorded, std::string& text);

@@ -18,6 +18,12 @@ MODEL = ROOT / "tests/data/ggml-mini.bin"
 SETTINGS_TITLE = "Quillo Settings"
 TRAY_HEIGHT = 32
 
+ACCENT = (0x7C, 0x6A, 0xEF)  # of the line under a tab, the Download buttons and the field that waits for a hotkey
+SET_ACTIVE_BUTTON = (0x1A, 0x3A, 0x2A)
+
+TABS = ["Models", "Mic", "Hotkey", "Cloud", "History", "Style"]
+TAB_BAR_HEIGHT = 60  # at most
+
 
 class SilentProxy:
     """What stands between the program and the remote services: keeps requests waiting until it is told to fail them."""
@@ -188,3 +194,45 @@ class TrayTest(DesktopTest):
 
     def click_apply(self, window):
         self.screen.click(window.x + window.width - 60, window.y + window.height - 30)
+
+
+class SettingsTest(TrayTest):
+    """A test that works in the settings window."""
+
+    def wait_for_row(self, colour, window, width=50):
+        """Waits until the open page of the settings window has a row of that many pixels of this colour."""
+        page = window._replace(y=window.y + TAB_BAR_HEIGHT, height=window.height - TAB_BAR_HEIGHT)
+        return wait_until(lambda: self.screen.picture().find(colour, page, width), lambda: f"no row of {colour}")
+
+    def click_button(self, colour, window):
+        """Clicks the first button of this colour as soon as there is one."""
+        top = self.wait_for_row(colour, window)
+        self.screen.click(top.x + top.width // 2, top.y + 4)
+
+    def open_tab(self, window, name):
+        bar = window._replace(height=TAB_BAR_HEIGHT)
+        self.screen.click(window.x + 30, window.y + 15)
+        left = window.x
+        for _ in range(TABS.index(name)):
+
+            def line_under_next_tab():
+                line = self.screen.picture().find(ACCENT, bar, 30)
+                return line and line.x >= left and line
+
+            line = wait_until(line_under_next_tab, lambda: "the tab does not open")
+            left = line.x + line.width
+            self.screen.click(left + 20, window.y + 15)
+
+    def close_settings(self):
+        self.keyboard.tap("Escape")
+        wait_until(lambda: not self.screen.has_window(SETTINGS_TITLE), lambda: "the settings window does not close")
+        wait_until(lambda: self.screen.focus() == self.screen.wait_for_window("Text editor").id, lambda: "no focus")
+        self.editor.clear()
+
+    def type_hotkey(self, window, *keys):
+        """Enters a hotkey into its field."""
+        self.open_tab(window, "Hotkey")
+        self.screen.click(window.x + window.width // 2, window.y + 143)  # the field
+        self.wait_for_row(ACCENT, window, width=200)
+        with self.keyboard.held(*keys[:-1]):
+            self.keyboard.tap(keys[-1])

@@ -3,20 +3,16 @@
 import unittest
 
 import private_network
-from support import HOTKEY, MODEL, SETTINGS_TITLE, TrayTest, wait_until
+from support import ACCENT, HOTKEY, MODEL, SET_ACTIVE_BUTTON, SettingsTest, wait_until
 
-ACCENT = (0x7C, 0x6A, 0xEF)  # of the line under a tab, the Download buttons and the field that waits for a hotkey
-SET_ACTIVE_BUTTON = (0x1A, 0x3A, 0x2A)
 CLEAR_HISTORY_BUTTON = (0x7F, 0x1D, 0x1D)
 
-TABS = ["Models", "Mic", "Hotkey", "Cloud", "History", "Style"]
-TAB_BAR_HEIGHT = 60  # at most
 TINY = "huggingface.co/ggerganov/whisper.cpp/resolve/main/ggml-tiny.bin"
 STORAGE = "huggingface.co/storage/tiny"
 
 
 @unittest.skipUnless(private_network.inside(), private_network.UNAVAILABLE)
-class Settings(TrayTest):
+class Settings(SettingsTest):
     @classmethod
     def setUpClass(cls):
         cls.services = cls.enterClassContext(private_network.Services())
@@ -27,36 +23,6 @@ class Settings(TrayTest):
         self.desktop.remove_models()
         self.start()
         self.start_tray()
-
-    def wait_for_row(self, colour, window, width=50):
-        """Waits until the open page of the settings window has a row of that many pixels of this colour."""
-        page = window._replace(y=window.y + TAB_BAR_HEIGHT, height=window.height - TAB_BAR_HEIGHT)
-        return wait_until(lambda: self.screen.picture().find(colour, page, width), lambda: f"no row of {colour}")
-
-    def click_button(self, colour, window):
-        """Clicks the first button of this colour as soon as there is one."""
-        top = self.wait_for_row(colour, window)
-        self.screen.click(top.x + top.width // 2, top.y + 4)
-
-    def open_tab(self, window, name):
-        bar = window._replace(height=TAB_BAR_HEIGHT)
-        self.screen.click(window.x + 30, window.y + 15)
-        left = window.x
-        for _ in range(TABS.index(name)):
-
-            def line_under_next_tab():
-                line = self.screen.picture().find(ACCENT, bar, 30)
-                return line and line.x >= left and line
-
-            line = wait_until(line_under_next_tab, lambda: "the tab does not open")
-            left = line.x + line.width
-            self.screen.click(left + 20, window.y + 15)
-
-    def close_settings(self):
-        self.keyboard.tap("Escape")
-        wait_until(lambda: not self.screen.has_window(SETTINGS_TITLE), lambda: "the settings window does not close")
-        wait_until(lambda: self.screen.focus() == self.screen.wait_for_window("Text editor").id, lambda: "no focus")
-        self.editor.clear()
 
     def test_first_use(self):
         self.services.answer_all(
@@ -102,11 +68,7 @@ class Settings(TrayTest):
 
     def choose_hotkey(self):
         window = self.choose_settings()
-        self.open_tab(window, "Hotkey")
-        self.screen.click(window.x + window.width // 2, window.y + 143)  # the field
-        self.wait_for_row(ACCENT, window, width=200)
-        with self.keyboard.held("Control_L", "Alt_L"):
-            self.keyboard.tap("d")
+        self.type_hotkey(window, "Control_L", "Alt_L", "d")
         self.keep(self.screen.picture(), "hotkey")
         self.click_apply(window)
         self.quillo.wait_for_line(r"Hotkey registered: Ctrl\+Alt\+D")

@@ -6,6 +6,7 @@
 // program.
 
 #include <QApplication>
+#include <QClipboard>
 #include <QFocusEvent>
 #include <QKeyEvent>
 #include <QMetaEnum>
@@ -87,6 +88,14 @@ protected:
         if (event->type() == QEvent::MouseButtonPress)
             report(nameOf(event->type()));
         return QPlainTextEdit::viewportEvent(event);
+    }
+
+    void keyPressEvent(QKeyEvent* event) override
+    {
+        if (event->matches(QKeySequence::Paste))
+            insertPlainText(QGuiApplication::clipboard()->text()); // the widget's own way crashes without an answer
+        else
+            QPlainTextEdit::keyPressEvent(event);
     }
 
 private:

@@ -4,6 +4,7 @@
 //   down KEYSYM, up KEYSYM         through XTest, as any program can
 //   hw down KEYSYM, hw up KEYSYM   on the server's hardware keyboard, as a person does
 //   grab KEYSYM, ungrab KEYSYM     own the combination of Ctrl+Shift and this key, as another program's hotkey
+//   grab keyboard, ungrab keyboard   own all the keys, as a screen lock or an open menu does
 //   connections PID                before the answer a line "connections", and of each X connection of the process an
 //                                  id and how many things it has in the server, grabs included
 //   disconnect ID                  cuts the connection that the id belongs to
@@ -92,6 +93,17 @@ std::string printConnections(Display* display, pid_t process)
     return {};
 }
 
+std::string own(Display* display, bool keyboard)
+{
+    if (!keyboard)
+        XUngrabKeyboard(display, CurrentTime);
+    else if (XGrabKeyboard(display, DefaultRootWindow(display), False, GrabModeAsync, GrabModeAsync, CurrentTime)
+        != GrabSuccess)
+        return "the keyboard is grabbed already";
+    XSync(display, False);
+    return {};
+}
+
 /// Carries out one command; returns the reason of a failure, empty on success.
 std::string carryOut(Display* display, XDevice* hardware, const std::string& line)
 {
@@ -105,6 +117,8 @@ std::string carryOut(Display* display, XDevice* hardware, const std::string& lin
     words >> key;
     if (verb == "connections")
         return printConnections(display, std::stoi(key));
+    if (key == "keyboard")
+        return own(display, verb == "grab");
     const KeyCode code = XKeysymToKeycode(display, XStringToKeysym(key.c_str()));
     if (code == 0 && verb != "disconnect")
         return "no such key: " + key;

@@ -1,5 +1,6 @@
 """A microphone without hardware: a private sound server whose null sink is recorded from."""
 
+import signal
 import subprocess
 import threading
 import time
@@ -17,6 +18,9 @@ class Microphone:
 
     def __init__(self, env):
         self._env = env
+        self._start()
+
+    def _start(self):
         self._server = Program(
             [
                 "pulseaudio",
@@ -27,15 +31,14 @@ class Microphone:
                 "--exit-idle-time=-1",
                 "--disable-shm=yes",
             ],
-            env,
+            self._env,
         )
-        socket = Path(env["XDG_RUNTIME_DIR"], "pulse", "native")
-        wait_until(socket.exists, lambda: "no sound server:\n" + self._server.tail())
+        wait_until(self._socket.exists, lambda: "no sound server:\n" + self._server.tail())
         # An idle null sink hands out blocks of up to two seconds. One recorder that asks for a short delay keeps the
         # blocks short for everyone; it takes the sink a moment to follow.
         self._recorder = subprocess.Popen(
             ["setpriv", "--pdeathsig", "KILL", "parec", "--latency-msec=10", "--channels=1", "-d", SINK + ".monitor"],
-            env=env,
+            env=self._env,
             stdout=subprocess.PIPE,
             stderr=subprocess.DEVNULL,
             start_new_session=True,
@@ -43,6 +46,10 @@ class Microphone:
         self._smooth_since = None
         self._drain = threading.Thread(target=self._keep_alive, daemon=True)
         self._drain.start()
+
+    @property
+    def _socket(self):
+        return Path(self._env["XDG_RUNTIME_DIR"], "pulse", "native")
 
     def _keep_alive(self):
         last = time.monotonic()
@@ -69,6 +76,18 @@ class Microphone:
         command = ["pactl", "list", "short", "source-outputs"]
         answer = subprocess.run(command, env=self._env, check=True, capture_output=True, text=True, timeout=PATIENCE)
         return len(answer.stdout.splitlines()) - 1  # the recorder of our own
+
+    def kill_server(self):
+        """Ends the sound server at once, and with it the microphone."""
+        self._server.signal(signal.SIGKILL)
+        self._server.wait()
+        self.close()
+        self._socket.unlink()
+
+    def restart_server(self):
+        """Brings the microphone back."""
+        self._start()
+        self.wait_until_settled()
 
     def close(self):
         self._recorder.kill()

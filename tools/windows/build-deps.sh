@@ -8,6 +8,8 @@
 #
 #   tools/windows/build-deps.sh             all that is missing
 #   tools/windows/build-deps.sh NAME...     builds these anew: qtbase portaudio curl ggml whisper
+#   tools/windows/build-deps.sh --at-hand   builds nothing: succeeds when Qt, which takes longest, is there already or
+#                                           in an archive
 set -euo pipefail
 . "$(dirname "$0")/../lib.sh"
 
@@ -176,6 +178,11 @@ unpack_archive() {
     fi
     mv "$prefix.part" "$prefix"
 }
+
+if [ "${1:-}" = --at-hand ]; then
+    [ -n "${QUILLO_WINDOWS_PREFIX_ARCHIVE:-}" ] || [ -e "$marks/qtbase" ]
+    exit
+fi
 
 mkdir -p "$cache" "$logs"
 if [ -n "${QUILLO_WINDOWS_PREFIX_ARCHIVE:-}" ] && [ ! -e "$marks" ]; then

@@ -1,0 +1,12 @@
+#include "platform/memory.h"
+
+#include <malloc.h>
+
+namespace quillo::platform {
+
+void returnFreedMemory()
+{
+    _heapmin();
+}
+
+} // namespace quillo::platform

@@ -1,0 +1,176 @@
+"""The program is ended, in order or by force, in every state; the next start finds everything in its place."""
+
+import json
+import os
+import signal
+import unittest
+
+import common
+import private_network
+from support import ACCENT, HOTKEY, MODEL, SettingsTest, wait_until
+
+from desktop import Program
+
+RACES = 200 if common.LONG else 20
+BASE = "huggingface.co/ggerganov/whisper.cpp/resolve/main/ggml-base.bin"
+FOX = "the quick brown fox jumps over the lazy dog"
+
+
+@unittest.skipUnless(private_network.inside(), private_network.UNAVAILABLE)
+class Endings(SettingsTest):
+    @classmethod
+    def setUpClass(cls):
+        cls.services = cls.enterClassContext(private_network.Services())
+        super().setUpClass()
+        cls.desktop.configure(transcriptionSource="openai", openaiKey="sk-none", openaiEnabled=True)
+
+    def setUp(self):
+        super().setUp()
+        self.services.answer(status=503)
+        self.start_tray()
+        self.start()
+        self.history = []
+        self.dictate("hello world")
+
+    # ---- the states: each is reached, and returns the text that it would come to
+
+    def idle(self):
+        return None
+
+    def recording(self):
+        self.keyboard.press(*HOTKEY)
+        self.desktop.speak("good morning team")
+        return "good morning team"
+
+    def recognising(self):
+        self.hold_and_speak(FOX)
+        self.quillo.wait_for_line("Transcribing")
+        return FOX
+
+    def uploading(self):
+        self.services.answer(body='{"text": "from afar"}', delay=3)
+        self.hold_and_speak("hello world")
+        wait_until(self.services.requests, "no upload")
+        return "from afar"
+
+    def downloading(self):
+        self.services.answer_all({BASE: {"file": str(MODEL), "delay": 0.2}})
+        self.click_button(ACCENT, self.choose_settings())
+        part = self.model("base").with_suffix(".bin.part")
+        wait_until(lambda: part.exists() and part.stat().st_size > 0, "no download")
+        return None
+
+    # ---- what must hold
+
+    def model(self, model_id):
+        return self.desktop.data_dir / f"models/ggml-{model_id}.bin"
+
+    def saved_history(self):
+        return [entry["text"] for entry in json.loads(self.desktop.history_file.read_bytes())]
+
+    def dictate(self, text):
+        self.editor.clear()
+        self.hold_and_speak(text)
+        self.expect_paste(text)
+        self.history.insert(0, text)
+        wait_until(lambda: self.desktop.history_file.exists() and self.saved_history() == self.history,
+                   lambda: f"the history is {self.saved_history()}, not {self.history}")  # fmt: skip
+
+    def expect_everything_in_order(self, settings):
+        self.services.answer(status=503)
+        self.start()
+        self.dictate("thank you")
+        self.assertEqual(next(self.desktop.root.rglob("Quillo.ini")).read_bytes(), settings)
+        self.assertEqual((self.desktop.data_dir / "config/active_model.txt").read_text(), "tiny")
+        self.assertEqual(self.model("tiny").read_bytes(), MODEL.read_bytes())
+        self.assertFalse(self.model("base").exists())
+        self.expect_released_microphone()
+        self.expect_orderly_end()
+
+    def end(self, state, number):
+        settings = next(self.desktop.root.rglob("Quillo.ini")).read_bytes()
+        self.quillo.skip()
+        text = state()
+        self.quillo.signal(number)
+        code = self.quillo.wait()
+        if state == self.recording:
+            self.keyboard.release(*HOTKEY)
+        if number == signal.SIGKILL:
+            self.assertEqual(code, -number)
+            self.assertEqual(self.saved_history(), self.history)
+        else:
+            self.assertEqual(code, 0, self.quillo.tail())
+            if text:
+                self.history.insert(0, text)
+                self.expect_text(text)
+        self.assertEqual(self.saved_history(), self.history)
+        self.expect_everything_in_order(settings)
+
+    def test_idle(self):
+        self.end_both_ways(self.idle)
+
+    def test_recording(self):
+        self.end_both_ways(self.recording)
+
+    def test_recognising(self):
+        self.end_both_ways(self.recognising)
+
+    def test_uploading(self):
+        self.end_both_ways(self.uploading)
+
+    def test_downloading(self):
+        self.end_both_ways(self.downloading)
+        # What the ended downloads have left does not stand in the way of the next one.
+        self.services.answer_all({BASE: {"file": str(MODEL)}})
+        self.start()
+        self.click_button(ACCENT, self.choose_settings())
+        wait_until(self.model("base").exists, "no model")
+        self.assertEqual(self.model("base").read_bytes(), MODEL.read_bytes())
+        self.assertEqual(sorted(file.name for file in self.model("base").parent.iterdir()),
+                         ["ggml-base.bin", "ggml-tiny.bin"])  # fmt: skip
+        self.expect_orderly_end()
+        self.model("base").unlink()
+
+    def end_both_ways(self, state):
+        for number in (signal.SIGTERM, signal.SIGKILL):
+            with self.subTest(number.name):
+                if not self.quillo.running():
+                    self.start()
+                self.editor.clear()
+                self.end(state, number)
+
+    def tearDown(self):
+        self.desktop.history_file.unlink(missing_ok=True)
+        super().tearDown()
+
+
+class Races(SettingsTest):
+    microphone = False
+
+    def test_one_of_two_racing_starts_lives(self):
+        command = [os.environ["QUILLO_BINARY"], "--verbose"]
+        for race in range(RACES):
+            both = [Program(command, self.desktop.env) for _ in range(2)]
+            try:
+                self.expect_one_winner(both, by_force=race % 2)
+            finally:
+                for program in both:
+                    program.close()
+
+    def expect_one_winner(self, both, by_force):
+        def ended():
+            return [program for program in both if not program.running()]
+
+        (loser,) = wait_until(ended, "both live")
+        (winner,) = (program for program in both if program is not loser)
+        self.assertEqual(loser.wait(), 0, loser.tail())
+        self.assertEqual(loser.lines, [])
+        winner.wait_for_line("Hotkey registered")
+        self.assertTrue(winner.running())
+        winner.signal(signal.SIGKILL if by_force else signal.SIGTERM)
+        self.assertEqual(winner.wait(), -signal.SIGKILL if by_force else 0, winner.tail())
+
+
+if __name__ == "__main__":
+    private_network.enter()
+    unittest.main()

@@ -1,0 +1,133 @@
+"""A remote service that is slow, silent, untruthful or gone, at each phase of a request; the local model takes over."""
+
+import contextlib
+import socket
+import threading
+import unittest
+
+import common
+import private_network
+from support import DesktopTest
+
+SPOKEN = "hello world"
+REPLY = '{"text": "from afar"}'
+FROM_AFAR = "from afar"
+
+ANSWERS = {
+    # of the service: what is done with the request, what is pasted
+    "closes after the request's headers": ({"how": "hang-up"}, SPOKEN),
+    "closes without an answer": ({"how": "drop"}, SPOKEN),
+    "closes in the middle of the body": ({"how": "cut"}, SPOKEN),
+    "sends less than it said": ({"how": "short"}, SPOKEN),
+    "sends more than it said": ({"how": "long"}, FROM_AFAR),
+    "does not say how much it sends": ({"how": "no-length"}, FROM_AFAR),
+    "is slow": ({"chunk": 1, "delay": 0.1}, FROM_AFAR),
+    "answers with something else": ({"body": "<html>Sign in to this network</html>"}, SPOKEN),
+    "answers with nothing": ({"body": ""}, SPOKEN),
+    "answers without end": ({"size": 64 << 20}, SPOKEN),
+    "sends elsewhere": ({"status": 302, "headers": {"Location": "https://api.openai.com/"}}, SPOKEN),
+    "refuses the key": ({"status": 401}, SPOKEN),
+    "has broken down": ({"status": 503}, SPOKEN),
+}
+SILENCES = {"never answers": ({"how": "stall"}, SPOKEN), "falls silent in the body": ({"how": "stall-midway"}, SPOKEN)}
+
+
+class Cloud(DesktopTest):
+    def setUp(self):
+        super().setUp()
+        self.desktop.configure(transcriptionSource="openai", openaiKey="sk-none", openaiEnabled=True)
+
+    def expect_dictation(self, text, fault):
+        self.editor.clear()
+        self.hold_and_speak(SPOKEN)
+        self.expect_paste(text)
+        took_over = self.quillo.count("Trying local transcription")
+        self.assertEqual(took_over, self.taken_over + (text == SPOKEN), fault)
+        self.taken_over = took_over
+
+    def expect_dictations(self, faults):
+        """Goes through all the faults with one program."""
+        self.start()
+        self.taken_over = 0
+        for fault, (begin, text) in faults.items():
+            with self.subTest(fault):
+                begin()
+                self.expect_dictation(text, fault)
+        self.expect_orderly_end()
+
+
+@unittest.skipUnless(private_network.inside(), private_network.UNAVAILABLE)
+class Answers(Cloud):
+    @classmethod
+    def setUpClass(cls):
+        cls.services = cls.enterClassContext(private_network.Services())
+        super().setUpClass()
+
+    def test_answers(self):
+        def giving(answer):
+            return lambda: self.services.answer(**({} if "size" in answer else {"body": REPLY}) | answer)
+
+        faults = ANSWERS | (SILENCES if common.LONG else {})
+        self.expect_dictations({fault: (giving(answer), text) for fault, (answer, text) in faults.items()})
+
+
+class FaultyTunnel:
+    """A proxy, through which the services are reached, that misbehaves while a connection is made."""
+
+    def __init__(self):
+        self.behave = None
+        self._listener = socket.create_server(("127.0.0.1", 0))
+        threading.Thread(target=self._accept, daemon=True).start()
+
+    @property
+    def url(self):
+        return "http://127.0.0.1:%d" % self._listener.getsockname()[1]
+
+    def stop_listening(self):
+        self._listener.shutdown(socket.SHUT_RDWR)
+        self._listener.close()
+
+    def _accept(self):
+        with contextlib.suppress(OSError):  # stopped listening
+            while True:
+                connection, _ = self._listener.accept()
+                with connection, contextlib.suppress(OSError):
+                    self.behave(connection)
+
+
+def open_tunnel(connection):
+    connection.recv(4096)
+    connection.sendall(b"HTTP/1.1 200 Connection established\r\n\r\n")
+
+
+def close_in_handshake(connection):
+    open_tunnel(connection)
+    connection.recv(16)
+
+
+def answer_in_clear(connection):
+    open_tunnel(connection)
+    connection.recv(4096)
+    connection.sendall(b"HTTP/1.1 400 Bad Request\r\n\r\n")
+
+
+class Connections(Cloud):
+    def test_connections(self):
+        tunnel = FaultyTunnel()
+        self.desktop.env["https_proxy"] = tunnel.url
+        self.addCleanup(self.desktop.env.pop, "https_proxy")
+        phases = {
+            "closes at once": lambda connection: None,
+            "closes during the handshake": close_in_handshake,
+            "speaks no TLS": answer_in_clear,
+        }
+        faults = {
+            name: (lambda behaviour=behaviour: setattr(tunnel, "behave", behaviour), SPOKEN)
+            for name, behaviour in phases.items()
+        }
+        self.expect_dictations(faults | {"refuses connections": (tunnel.stop_listening, SPOKEN)})
+
+
+if __name__ == "__main__":
+    private_network.enter()
+    unittest.main()
