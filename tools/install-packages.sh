@@ -12,7 +12,7 @@ demo=(python3 xvfb openbox trayer iproute2 xdotool x11-utils imagemagick pulseau
     espeak-ng sox openssl fonts-dejavu-core)
 test=("${demo[@]}" util-linux mount libgtest-dev libgmock-dev libbenchmark-dev libsndfile1-dev clang-format clang-tidy
     clang libclang-rt-dev llvm)
-package=(desktop-file-utils appstream dpkg-dev file)
+package=(desktop-file-utils appstream dpkg-dev file nsis zip)
 windows=(cmake ninja-build ccache pkg-config perl patch xz-utils ca-certificates npm qt6-base-dev
     g++-mingw-w64-x86-64-posix googletest wine wine64 xvfb python3 espeak-ng sox openssl fonts-dejavu-core)
 
