@@ -3,6 +3,9 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 cache="${QUILLO_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/quillo}"
 jobs="$(nproc)"
 
+# Another checkout finds what this one has compiled.
+export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
+
 say() { printf '\033[1m==> %s\033[0m\n' "$*"; }
 fail() { printf 'error: %s\n' "$*" >&2; exit 1; }
 

@@ -26,8 +26,6 @@ work="$cache/windows-build"
 marks="$prefix/built" # one file for each dependency that is installed completely
 logs="$cache/$name-logs"
 
-export CCACHE_NOHASHDIR=1
-
 progress() { say "$@" >&2; }
 
 # Debian's source packages, from where this machine gets its binary ones, by lists of our own: apt's stay as they are.

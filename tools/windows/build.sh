@@ -6,7 +6,7 @@ set -euo pipefail
 
 "$root/tools/install-packages.sh" windows
 QUILLO_WINDOWS_PREFIX="$("$root/tools/windows/build-deps.sh")"
-export QUILLO_WINDOWS_PREFIX CCACHE_NOHASHDIR=1
+export QUILLO_WINDOWS_PREFIX
 
 cd "$root"
 say "Building (windows)"
