@@ -37,7 +37,14 @@ class TakenKeys(DesktopTest):
                 self.keyboard.send(f"disconnect {connection}", "grab space")
         self.addCleanup(self.keyboard.send, "ungrab space")
         wait_until(lambda: len(self.keyboard.connections(self.quillo)) == 2, lambda: "no new connection")
-        self.dictate("thank you")
+
+        def heard():  # nothing tells from outside when keys are watched again
+            self.editor.clear()
+            self.hold_and_speak("thank you")
+            return self.quillo.count("Starting recording")
+
+        wait_until(heard, lambda: "the hotkey is not seen any more")
+        self.expect_text("thank you")
         self.keyboard.send("ungrab space")
         self.dictate("good morning")
         self.expect_released_microphone()
