@@ -10,6 +10,7 @@
 #include <dlfcn.h>
 
 #include <cstdarg>
+#include <type_traits>
 
 // Macros that check the types of the arguments at their callers'.
 #undef curl_easy_setopt
@@ -59,19 +60,22 @@ void curl_global_cleanup()
         real();
 }
 
-// The kind of the third argument follows from the option.
+// The kind of the third argument follows from the option. Functions travel like data here, and large numbers like
+// others.
+static_assert(std::is_same_v<curl_off_t, long>);
+
 CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...)
 {
     const auto real = LIBCURL(curl_easy_setopt);
+    const bool isNumber =
+        option < CURLOPTTYPE_OBJECTPOINT || (option >= CURLOPTTYPE_OFF_T && option < CURLOPTTYPE_BLOB);
     std::va_list arguments;
     va_start(arguments, option);
-    CURLcode result = CURLE_UNKNOWN_OPTION;
-    if (option < CURLOPTTYPE_OBJECTPOINT)
+    CURLcode result = CURLE_OK;
+    if (isNumber) // NOLINT(bugprone-branch-clone): the types differ
         result = real(handle, option, va_arg(arguments, long));
-    else if (option < CURLOPTTYPE_OFF_T || option >= CURLOPTTYPE_BLOB)
-        result = real(handle, option, va_arg(arguments, void*)); // functions too: they travel like data here
     else
-        result = real(handle, option, va_arg(arguments, curl_off_t));
+        result = real(handle, option, va_arg(arguments, void*));
     va_end(arguments);
     return result;
 }
