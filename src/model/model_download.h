@@ -17,8 +17,8 @@ using DownloadReport = std::function<void(const ModelInfo&, int)>;
 ///
 /// The file appears under its name, in place of an older one, when it is complete; until then it is FILE.part, of which
 /// nothing stays after a failure. A request for a file that is already being fetched is dropped, without any report;
-/// once the final report is made, from inside it too, the next one is accepted. The transfer fails when less than one
-/// byte a second arrives for stallLimit. onProgress may be empty. Any thread.
+/// once the final report is made, from inside it too, the next one is accepted. It fails when the server does not
+/// accept, or less than one byte a second arrives, for stallLimit. onProgress may be empty. Any thread.
 void startDownload(const ModelInfo& model, DownloadReport onProgress, std::chrono::seconds stallLimit);
 
 } // namespace quillo::model

@@ -11,6 +11,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import unittest
 from pathlib import Path
 
 from support import ROOT, wait_until
@@ -130,3 +131,13 @@ class Services:
         shadow = self.folder / file.name
         shadow.write_text(file.read_text() + more)
         subprocess.run(["mount", "--bind", shadow, file], check=True, timeout=60)
+
+
+@unittest.skipUnless(inside(), UNAVAILABLE)
+class ServicesTest:
+    """Mixed into a test case, before its other base: `services` stands in for them, for all tests of the class."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.services = cls.enterClassContext(Services())
+        super().setUpClass()

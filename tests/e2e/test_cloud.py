@@ -10,13 +10,7 @@ from support import DesktopTest, wait_until
 KEY = "sk-end-to-end-0123456789"
 
 
-@unittest.skipUnless(private_network.inside(), private_network.UNAVAILABLE)
-class Cloud(DesktopTest):
-    @classmethod
-    def setUpClass(cls):
-        cls.services = cls.enterClassContext(private_network.Services())
-        super().setUpClass()
-
+class Cloud(private_network.ServicesTest, DesktopTest):
     def start_with_source(self, source):
         self.desktop.configure(transcriptionSource=source, openaiKey=KEY, openaiEnabled=True)
         self.start()

@@ -11,13 +11,7 @@ TINY = "huggingface.co/ggerganov/whisper.cpp/resolve/main/ggml-tiny.bin"
 STORAGE = "huggingface.co/storage/tiny"
 
 
-@unittest.skipUnless(private_network.inside(), private_network.UNAVAILABLE)
-class Settings(SettingsTest):
-    @classmethod
-    def setUpClass(cls):
-        cls.services = cls.enterClassContext(private_network.Services())
-        super().setUpClass()
-
+class Settings(private_network.ServicesTest, SettingsTest):
     def setUp(self):
         super().setUp()
         self.desktop.remove_models()

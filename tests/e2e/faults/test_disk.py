@@ -17,14 +17,8 @@ def run(*command):
     subprocess.run(list(map(str, command)), check=True, timeout=60)
 
 
-@unittest.skipUnless(private_network.inside(), private_network.UNAVAILABLE)
-class SmallDisk(SettingsTest):
+class SmallDisk(private_network.ServicesTest, SettingsTest):
     """The home folder lies on a small file system of its own."""
-
-    @classmethod
-    def setUpClass(cls):
-        cls.services = cls.enterClassContext(private_network.Services())
-        super().setUpClass()
 
     def setUp(self):
         super().setUp()

@@ -16,11 +16,9 @@ BASE = "huggingface.co/ggerganov/whisper.cpp/resolve/main/ggml-base.bin"
 FOX = "the quick brown fox jumps over the lazy dog"
 
 
-@unittest.skipUnless(private_network.inside(), private_network.UNAVAILABLE)
-class Endings(SettingsTest):
+class Endings(private_network.ServicesTest, SettingsTest):
     @classmethod
     def setUpClass(cls):
-        cls.services = cls.enterClassContext(private_network.Services())
         super().setUpClass()
         cls.desktop.configure(transcriptionSource="openai", openaiKey="sk-none", openaiEnabled=True)
 

@@ -56,13 +56,7 @@ class Cloud(DesktopTest):
         self.expect_orderly_end()
 
 
-@unittest.skipUnless(private_network.inside(), private_network.UNAVAILABLE)
-class Answers(Cloud):
-    @classmethod
-    def setUpClass(cls):
-        cls.services = cls.enterClassContext(private_network.Services())
-        super().setUpClass()
-
+class Answers(private_network.ServicesTest, Cloud):
     def test_answers(self):
         def giving(answer):
             return lambda: self.services.answer(**({} if "size" in answer else {"body": REPLY}) | answer)
