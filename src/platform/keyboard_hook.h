@@ -32,8 +32,8 @@ public:
     bool install(const KeyCombination& watched, Handler handler);
     unsigned long error() const;
 
-    /// Delivers key events until `running` is clear, or until the system takes the hook away; then removes the hook.
-    /// A request of the system to end the thread clears `running`.
+    /// Delivers key events until `running` is clear, or until the system has taken the hook away, or may have; then
+    /// removes the hook. A request of the system to end the thread clears `running`.
     void run(std::atomic<bool>& running);
 
     /// Makes run() look at `running` again, also when it has not begun yet. Any thread.

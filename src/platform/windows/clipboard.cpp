@@ -8,10 +8,24 @@
 namespace quillo::platform {
 namespace {
 
+// Programs that watch the clipboard open it for a moment after each change. One that holds it longer is not waited for.
+constexpr int openAttempts = 10;
+constexpr DWORD openPause = 10; // milliseconds
+
+bool openClipboard()
+{
+    for (int attempt = 1; !OpenClipboard(nullptr); ++attempt) {
+        if (attempt == openAttempts)
+            return false;
+        Sleep(openPause);
+    }
+    return true;
+}
+
 class OpenedClipboard {
 public:
     OpenedClipboard()
-        : open_(OpenClipboard(nullptr))
+        : open_(openClipboard())
     {
     }
     ~OpenedClipboard()
@@ -22,10 +36,10 @@ public:
     OpenedClipboard(const OpenedClipboard&) = delete;
     OpenedClipboard& operator=(const OpenedClipboard&) = delete;
 
-    explicit operator bool() const { return open_ != FALSE; }
+    explicit operator bool() const { return open_; }
 
 private:
-    BOOL open_;
+    bool open_;
 };
 
 struct GlobalMemoryFree {
@@ -79,7 +93,9 @@ void sendPasteShortcut()
         keystroke('V', KEYEVENTF_KEYUP),
         keystroke(VK_CONTROL, KEYEVENTF_KEYUP),
     };
-    SendInput(static_cast<UINT>(keystrokes.size()), keystrokes.data(), sizeof(INPUT)); // in one call: nothing between
+    // In one call: nothing comes between. A window with higher rights than ours gets none of it, which no result tells
+    // reliably: the text stays on the clipboard in any case, for the user to paste.
+    SendInput(static_cast<UINT>(keystrokes.size()), keystrokes.data(), sizeof(INPUT));
 }
 
 void settleClipboard()

@@ -1,8 +1,11 @@
 #include "platform/keyboard_hook.h"
 
+#include "platform/windows/hook_watch.h"
+
 #include <windows.h>
 
 #include <cassert>
+#include <optional>
 #include <type_traits>
 #include <utility>
 
@@ -40,6 +43,7 @@ struct KeyboardHook::Impl {
     static inline Impl* installed = nullptr; // the system hands no context to the hook procedure
 
     Handler handler;
+    std::optional<HookWatch> watch; // while installed
     Hook hookHandle;
     std::atomic<DWORD> hookThreadId = 0;
     DWORD error = ERROR_SUCCESS;
@@ -52,6 +56,7 @@ void KeyboardHook::Impl::remove()
     handler = nullptr;
     if (installed == this)
         installed = nullptr;
+    watch.reset();
 }
 
 /// Runs on the hook thread, while that thread waits for messages.
@@ -59,7 +64,10 @@ LRESULT CALLBACK KeyboardHook::Impl::keyboardHookProc(int code, WPARAM message, 
 {
     const bool down = message == WM_KEYDOWN || message == WM_SYSKEYDOWN;
     const bool up = message == WM_KEYUP || message == WM_SYSKEYUP;
+    if (!installed)
+        return CallNextHookEx(nullptr, code, message, record); // was on its way when the hook was removed
     if (code == HC_ACTION && (down || up)) {
+        installed->watch->onHookCall();
         // NOLINTNEXTLINE(performance-no-int-to-ptr): the system passes the address as a number
         const auto& key = *reinterpret_cast<const KBDLLHOOKSTRUCT*>(record);
         if (installed->handler({.virtualKey = key.vkCode, .down = down}))
@@ -84,6 +92,7 @@ bool KeyboardHook::install(const KeyCombination& /*watched*/, Handler handler)
 
     impl_->hookThreadId = GetCurrentThreadId();
     impl_->handler = std::move(handler);
+    impl_->watch.emplace();
     Impl::installed = impl_.get();
     impl_->hookHandle.reset(SetWindowsHookExW(WH_KEYBOARD_LL, &Impl::keyboardHookProc, GetModuleHandleW(nullptr), 0));
     if (!impl_->hookHandle) {
@@ -101,7 +110,7 @@ unsigned long KeyboardHook::error() const
 
 void KeyboardHook::run(std::atomic<bool>& running)
 {
-    while (running) {
+    while (running && impl_->watch && !impl_->watch->hookIsLost()) {
         MsgWaitForMultipleObjects(0, nullptr, FALSE, pollMilliseconds, QS_ALLINPUT);
         drainMessages(running);
     }

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <windows.h>
+#include <wtsapi32.h>
 
 #include <atomic>
 #include <chrono>
@@ -95,6 +96,12 @@ public:
         GetExitCodeProcess(process_.hProcess, &code);
         return code;
     }
+    bool hasFocus() const
+    {
+        DWORD owner = 0;
+        GetWindowThreadProcessId(GetForegroundWindow(), &owner);
+        return owner == process_.dwProcessId;
+    }
 
 private:
     PROCESS_INFORMATION process_{};
@@ -134,6 +141,13 @@ public:
 private:
     HWND handle_;
 };
+
+int takeFocus()
+{
+    const FocusedWindow window(L"EDIT");
+    pumpUntil([] { return false; });
+    return 0;
+}
 
 /// A test with the focus in a window that notes every key it gets.
 class Desktop : public testing::Test {
@@ -181,7 +195,7 @@ using KeyboardHookTest = Desktop;
 using ClipboardTest = Desktop;
 using PasteTest = Desktop;
 
-/// A KeyboardHook that runs on a thread of its own and notes what it delivers.
+/// A KeyboardHook that runs on a thread of its own, is put back when it is lost, and notes what it delivers.
 class HookThread {
 public:
     using Decision = std::function<bool(const KeyboardHook&, const KeyEvent&)>;
@@ -192,8 +206,12 @@ public:
         std::promise<bool> promise;
         std::future<bool> installed = promise.get_future();
         thread_ = std::thread([this, promise = std::move(promise)]() mutable {
-            promise.set_value(hook_.install(defaultHotkey, [this](const KeyEvent& event) { return note(event); }));
-            hook_.run(running_);
+            promise.set_value(install());
+            while (running_) {
+                hook_.run(running_);
+                if (running_)
+                    install();
+            }
         });
         EXPECT_TRUE(installed.get()) << "error " << hook_.error();
     }
@@ -211,8 +229,15 @@ public:
         const std::lock_guard lock(mutex_);
         return seen_;
     }
+    int installs() const { return installs_; }
 
 private:
+    bool install()
+    {
+        const bool installed = hook_.install(defaultHotkey, [this](const KeyEvent& event) { return note(event); });
+        installs_ += installed;
+        return installed;
+    }
     bool note(const KeyEvent& event)
     {
         const bool swallow = swallow_(hook_, event);
@@ -223,6 +248,7 @@ private:
 
     KeyboardHook hook_;
     std::atomic<bool> running_ = true;
+    std::atomic<int> installs_ = 0;
     Decision swallow_;
     mutable std::mutex mutex_;
     Keys seen_;
@@ -398,6 +424,62 @@ TEST_F(KeyboardHookTest, endsAtTheSystemsRequest)
     EXPECT_FALSE(running);
 }
 
+TEST_F(KeyboardHookTest, comesBackAfterSleepAndWhenTheSessionChangesHands)
+{
+    const HookThread thread(&swallowJ);
+    const auto tell = [](UINT message, WPARAM event) {
+        const HWND window = FindWindowW(L"QuilloHookWatch", nullptr);
+        return window && SendMessageTimeoutW(window, message, event, 0, SMTO_NORMAL, 20'000, nullptr);
+    };
+    tell(WM_POWERBROADCAST, PBT_APMPOWERSTATUSCHANGE);
+    tell(WM_CLOSE, 0);
+    EXPECT_EQ(thread.installs(), 1);
+
+    int installs = 1;
+    const std::pair<UINT, WPARAM> signs[]{
+        {WM_POWERBROADCAST, PBT_APMSUSPEND},
+        {WM_POWERBROADCAST, PBT_APMRESUMEAUTOMATIC},
+        {WM_POWERBROADCAST, PBT_APMRESUMESUSPEND},
+        {WM_WTSSESSION_CHANGE, WTS_SESSION_LOCK},
+        {WM_WTSSESSION_CHANGE, WTS_SESSION_UNLOCK},
+        {WM_WTSSESSION_CHANGE, WTS_CONSOLE_CONNECT},
+    };
+    for (const auto& [message, event] : signs) {
+        EXPECT_TRUE(tell(message, event));
+        ++installs;
+        EXPECT_TRUE(pumpUntil([&] { return thread.installs() >= installs; })) << message << ' ' << event;
+    }
+    EXPECT_EQ(thread.installs(), installs);
+
+    send(strokesJK);
+    EXPECT_TRUE(receives(2));
+    EXPECT_EQ(received, strokeK);
+    EXPECT_EQ(thread.seen(), strokesJK) << "exactly one hook is there";
+}
+
+/// Takes every key before an older hook gets it, and hands none on: the older hook might as well be gone.
+LRESULT CALLBACK keepFromOlderHooks(int, WPARAM, LPARAM)
+{
+    return 0;
+}
+
+TEST_F(KeyboardHookTest, comesBackWhenItIsNoLongerCalledWhileAnotherProgramHasTheFocus)
+{
+    const Child other(L"take-focus");
+    ASSERT_TRUE(pumpUntil([&] { return other.hasFocus(); }));
+    const HookThread thread(&swallowJ);
+    const HHOOK newer = SetWindowsHookExW(WH_KEYBOARD_LL, &keepFromOlderHooks, GetModuleHandleW(nullptr), 0);
+    ASSERT_TRUE(newer);
+    send(strokeJ);
+    EXPECT_EQ(thread.seen(), Keys{});
+    EXPECT_TRUE(pumpUntil([&] {
+        send(strokeK);
+        return !thread.seen().empty();
+    }));
+    EXPECT_EQ(thread.installs(), 2);
+    UnhookWindowsHookEx(newer);
+}
+
 TEST_F(ClipboardTest, carriesTextUnchanged)
 {
     std::string longText;
@@ -437,6 +519,20 @@ TEST_F(ClipboardTest, isLeftAloneWhileAnotherHoldsIt)
     CloseClipboard();
     EXPECT_EQ(clipboardText(), L"before");
     EXPECT_TRUE(setClipboardText("after"));
+}
+
+TEST_F(ClipboardTest, isWaitedForWhileAnotherHoldsItForAMoment)
+{
+    bool set = false;
+    for (int attempt = 0; attempt < 5 && !set; ++attempt) { // a busy machine may hold it for more than a moment
+        ASSERT_TRUE(OpenClipboard(window().handle()));
+        auto setting = std::async(std::launch::async, [] { return setClipboardText("patient"); });
+        std::this_thread::sleep_for(30ms);
+        CloseClipboard();
+        set = setting.get();
+    }
+    EXPECT_TRUE(set);
+    EXPECT_EQ(clipboardText(), L"patient");
 }
 
 TEST_F(PasteTest, isTheShortcutAsOneUndisturbedSequence)
@@ -502,6 +598,8 @@ int main(int argc, char** argv)
         return takeInstanceGuard(guardName) ? 0 : 1;
     if (part == "hold-hotkey")
         return holdHotkey();
+    if (part == "take-focus")
+        return takeFocus();
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }
