@@ -136,7 +136,7 @@ int main(int argc, char** argv)
     }
     quillo::model::ModelManager models;
     quillo::AudioCapture capture;
-    capture.initialise(); // as the program has done long before
+    capture.listInputDevices(); // initialises it, as the program has done long before
     quillo::SettingsPanel panel;
     panel.setModelManager(&models);
     panel.setAudioCapture(&capture);

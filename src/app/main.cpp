@@ -1,5 +1,6 @@
 #include "app/application.h"
 #include "app/theme.h"
+#include "audio/audio_capture.h"
 #include "base/log.h"
 #include "net/curl_runtime.h"
 #include "platform/console_output.h"
@@ -46,7 +47,7 @@ int main(int argc, char** argv)
     } catch (const std::exception& failure) {
         quillo::logError("Fatal: %s\n", failure.what());
     }
-    if (quillo::CurlRuntime::inUse())
-        std::_Exit(result); // a request still runs on a thread of its own, and the libraries it uses must not go
+    if (quillo::CurlRuntime::inUse() || quillo::AudioCapture::libraryInUse())
+        std::_Exit(result); // a call still runs on a thread of its own, and the libraries it uses must not go
     return result;
 }

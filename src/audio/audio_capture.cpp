@@ -3,54 +3,14 @@
 #include "audio/capture_context.h"
 #include "audio/input_stream.h"
 #include "audio/level.h"
-#include "base/log.h"
+#include "audio/portaudio_thread.h"
 
 #include <portaudio.h>
 
 #include <algorithm>
-#include <atomic>
-#include <cstdint>
 #include <optional>
-#include <stdexcept>
 
 namespace quillo {
-
-namespace {
-
-/// Keeps PortAudio initialised as long as any object of this class lives.
-class PortAudioLibrary {
-public:
-    PortAudioLibrary()
-    {
-        if (users_.fetch_add(1) > 0)
-            return;
-        if (const PaError error = Pa_Initialize(); error != paNoError)
-            logMessage("[Quillo] PortAudio could not be initialised: %s\n", Pa_GetErrorText(error));
-    }
-    ~PortAudioLibrary()
-    {
-        if (users_.fetch_sub(1) == 1)
-            Pa_Terminate();
-    }
-    PortAudioLibrary(const PortAudioLibrary&) = delete;
-    PortAudioLibrary& operator=(const PortAudioLibrary&) = delete;
-
-private:
-    static inline std::atomic<std::int32_t> users_ = 0;
-};
-
-PaDeviceIndex resolveDevice(const std::string& id)
-{
-    if (id.empty())
-        return Pa_GetDefaultInputDevice();
-    try {
-        return std::stoi(id);
-    } catch (const std::logic_error&) { // not a number, or one that does not fit
-        return Pa_GetDefaultInputDevice();
-    }
-}
-
-} // namespace
 
 struct AudioCapture::Impl {
     std::optional<PortAudioLibrary> library; // first, so that it outlives the streams
@@ -82,6 +42,8 @@ std::vector<std::pair<std::string, std::string>> AudioCapture::listInputDevices(
 {
     initialise();
     std::vector<std::pair<std::string, std::string>> devices;
+    if (!impl_->library->isReady())
+        return devices;
     const PaDeviceIndex count = Pa_GetDeviceCount(); // an error is negative
     for (PaDeviceIndex index = 0; index < count; ++index) {
         const PaDeviceInfo* info = Pa_GetDeviceInfo(index);
@@ -109,7 +71,7 @@ bool AudioCapture::startCapture(SamplesCallback onAudio, SamplesCallback onSegme
         CaptureContext::thresholdFor(impl_->sensitivity), std::move(onAudio), std::move(onSegment));
     const auto onBlock = [receiver = context.get()](
                              const float* samples, std::size_t count) { receiver->process(samples, count); };
-    if (!impl_->captureStream.open(resolveDevice(impl_->deviceId), onBlock))
+    if (!impl_->captureStream.open(impl_->deviceId, onBlock))
         return false;
     impl_->captureContext = std::move(context);
     return true;
@@ -130,12 +92,17 @@ bool AudioCapture::startTest(const std::string& deviceId, LevelCallback onLevel)
         if (onLevel)
             onLevel(blockLevel(samples, count));
     };
-    return impl_->testStream.open(resolveDevice(deviceId), std::move(onBlock));
+    return impl_->testStream.open(deviceId, std::move(onBlock));
 }
 
 void AudioCapture::stopTest()
 {
     impl_->testStream.close();
+}
+
+bool AudioCapture::libraryInUse()
+{
+    return PortAudioThread::inUse();
 }
 
 } // namespace quillo

@@ -15,6 +15,9 @@ namespace quillo {
 /// The first object that is used initialises PortAudio, and the last one to go terminates it; the list of devices is
 /// the one of the beginning. Objects may live on different threads; the calls to one object come from one thread at a
 /// time, except that startTest and stopTest may run beside stopCapture. Failures are return values and are not logged.
+///
+/// A sound system that hangs keeps nobody longer than a few seconds: a start fails, a stop leaves the stream behind,
+/// without its callbacks. Until the sound system goes on, calls no longer wait for it, and every start fails.
 class AudioCapture {
 public:
     /// Receives samples that are valid only during the call.
@@ -28,8 +31,8 @@ public:
     AudioCapture(const AudioCapture&) = delete;
     AudioCapture& operator=(const AudioCapture&) = delete;
 
-    /// Initialises PortAudio, which takes 10 to 200 ms. The other calls do it where needed: this one is for a moment
-    /// when nobody waits.
+    /// Begins to initialise PortAudio, which takes 10 to 200 ms on a thread of its own. The other calls do it where
+    /// needed, and wait: this one is for a moment when nobody needs it yet.
     void initialise();
 
     /// Identifier and display name (UTF-8) of every input device, in PortAudio's order. One microphone can appear once
@@ -43,8 +46,8 @@ public:
     /// How loud a block must be to count as speech in the next capture, clamped to 0.0 (RMS 0.002) to 1.0 (RMS 0.05).
     void setVadSensitivity(float value);
 
-    /// Starts recording, after stopCapture(). False when the device is missing or refuses; the callbacks have then
-    /// been released and are never called.
+    /// Starts recording, after stopCapture(). False when the device is missing, refuses or hangs; the callbacks have
+    /// then been released and are never called.
     /// @param onAudio receives every block on the audio thread; must be quick.
     /// @param onSegment receives each stretch of speech, on the audio thread or on the one that stops the capture; must
     ///        not call this object. Without it no speech is looked for.
@@ -55,13 +58,18 @@ public:
     void stopCapture();
 
     /// Measures a device, after stopTest(), whether or not a capture runs and whatever setDeviceId() was given. False
-    /// when the device is missing or refuses; the callback has then been released and is never called.
+    /// when the device is missing, refuses or hangs; the callback has then been released and is never called.
     /// @param deviceId as for setDeviceId()
     /// @param onLevel receives the level of every block on the audio thread; must be quick.
     bool startTest(const std::string& deviceId, LevelCallback onLevel);
 
     /// Ends the test: waits for a running callback and releases it. Does nothing when no test runs.
     void stopTest();
+
+    /// Whether PortAudio is still at work for any object; if none lives any more, it hangs. The process must then not
+    /// leave through exit() or the end of main(), which would take the libraries away from it, but through
+    /// std::_Exit(). Any thread.
+    static bool libraryInUse();
 
 private:
     struct Impl;

@@ -37,6 +37,12 @@ protected:
     {
         return [&target, held = token](int level) { target.push_back(level); };
     }
+    void resume()
+    {
+        card.resume();
+        while (AudioCapture::libraryInUse())
+            std::this_thread::yield();
+    }
     bool callbacksReleased() const { return token.use_count() == 1; }
 
     FakePortAudio& card = FakePortAudio::instance();
@@ -78,10 +84,9 @@ TEST_F(AudioCaptureTest, LivesWithoutPortAudio)
     verboseOutput = true;
     testing::internal::CaptureStderr();
     AudioCapture capture;
-    capture.initialise();
+    EXPECT_THAT(capture.listInputDevices(), IsEmpty());
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "[Quillo] PortAudio could not be initialised: Fake failure\n");
     verboseOutput = false;
-    EXPECT_THAT(capture.listInputDevices(), IsEmpty());
     EXPECT_FALSE(capture.startCapture(appendTo(audio), appendTo(segments)));
 }
 
@@ -225,6 +230,53 @@ TEST_F(AudioCaptureTest, KeepsExceptionsOfItsConsumersFromPortAudio)
     ASSERT_TRUE(capture.startCapture([](const float*, std::size_t) { throw std::bad_alloc(); }, nullptr));
     EXPECT_EQ(card.push(Samples(512)), 1U);
     EXPECT_EQ(card.runningStreams(), 1U);
+}
+
+class HangingCall : public AudioCaptureTest, public testing::WithParamInterface<PaCall> { };
+
+TEST_P(HangingCall, KeepsNobodyWaiting)
+{
+    const Samples loud(512, 0.5F);
+    AudioCapture capture;
+    const bool initialised = GetParam() != PaCall::Initialize;
+    const bool recording = GetParam() == PaCall::StopStream;
+    if (initialised)
+        capture.listInputDevices();
+    if (recording) {
+        ASSERT_TRUE(capture.startCapture(appendTo(audio), appendTo(segments)));
+        card.push(loud);
+    }
+    card.hang(GetParam());
+    for (int i = 0; i < 100; ++i)
+        EXPECT_FALSE(capture.startCapture(appendTo(audio), appendTo(segments)));
+    EXPECT_FALSE(capture.startTest("", appendTo(levels)));
+    EXPECT_EQ(capture.listInputDevices().size(), initialised ? 1U : 0U) << "of the beginning";
+    EXPECT_TRUE(callbacksReleased());
+    EXPECT_EQ(segments, recording ? loud : Samples{});
+    card.push(loud);
+    EXPECT_EQ(audio, segments) << "the stream that still runs is heard no more";
+
+    resume();
+    EXPECT_EQ(card.openStreams(), 0U);
+    EXPECT_EQ(card.count(PaCall::OpenStream), initialised ? 1 : 0) << "what was given up is not opened later";
+    EXPECT_TRUE(capture.startCapture(appendTo(audio), nullptr));
+    EXPECT_EQ(card.push(loud), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Calls, HangingCall, testing::Values(PaCall::Initialize, PaCall::OpenStream, PaCall::StopStream));
+
+TEST_F(AudioCaptureTest, GoesWhileItsStreamsHang)
+{
+    auto capture = std::make_unique<AudioCapture>();
+    ASSERT_TRUE(capture->startCapture(appendTo(audio), nullptr));
+    ASSERT_TRUE(capture->startTest("", appendTo(levels)));
+    card.hang(PaCall::CloseStream);
+    capture.reset();
+    EXPECT_TRUE(AudioCapture::libraryInUse());
+    resume();
+    EXPECT_EQ(card.openStreams(), 0U);
+    EXPECT_EQ(card.count(PaCall::Terminate), 1);
 }
 
 struct SensitivityCase {

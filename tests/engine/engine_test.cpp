@@ -206,6 +206,29 @@ TEST_F(EngineTest, NothingIsDeliveredWithoutSamplesOrModel)
     EXPECT_THAT(delivered(), IsEmpty());
 }
 
+TEST_F(EngineTest, SoundServerThatHangsHoldsNobodyUp)
+{
+    loadModel();
+    engine_.start();
+    pressHotkey();
+    ASSERT_TRUE(waitForMicrophone(true));
+    sound_.push(spoken(0));
+    sound_.hang(PaCall::StopStream);
+    releaseHotkey();
+    ASSERT_TRUE(waitForDelivered(1));
+    pressHotkey();
+    QCoreApplication::processEvents(); // the user interface goes on: a recording that hears nothing
+    releaseHotkey();
+    EXPECT_EQ(occurrences(finalLog(), "[Quillo] Captured 0 samples (0.0 seconds)\n"), 1);
+
+    sound_.resume();
+    ASSERT_TRUE(waitFor([&] { return !AudioCapture::libraryInUse(); }));
+    engine_.start();
+    dictate(1);
+    ASSERT_TRUE(waitForDelivered(2));
+    EXPECT_THAT(delivered(), ElementsAre(sentences[0], sentences[1]));
+}
+
 TEST_F(EngineTest, MissingCollaboratorsAreSkipped)
 {
     engine_.setAudioCapture(nullptr);

@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 namespace quillo::test {
@@ -38,6 +41,8 @@ std::vector<PaDeviceInfo> infos;
 PaDeviceIndex defaultDevice = paNoDevice;
 std::map<PaCall, PaError> failures;
 std::map<PaCall, int> counts;
+std::optional<PaCall> hangingCall;
+std::condition_variable resumed;
 FakeOpenRequest lastRequest;
 std::vector<std::shared_ptr<Stream>> openedStreams;
 
@@ -67,10 +72,14 @@ std::vector<std::shared_ptr<Stream>> allStreams()
     return openedStreams;
 }
 
-/// Counts a call and says how it ends; the mutex is held.
-PaError enter(PaCall call)
+/// Counts a call, lets it hang, and says how it ends; the lock on the mutex is held.
+PaError enter(PaCall call, std::unique_lock<std::mutex>& lock)
 {
     ++counts[call];
+    if (!resumed.wait_for(lock, std::chrono::minutes(1), [call] { return hangingCall != call; })) {
+        std::fputs("A call of PortAudio was left hanging\n", stderr);
+        std::abort();
+    }
     if (failures[call] != paNoError)
         return failures[call];
     return call == PaCall::Initialize || initialised > 0 ? paNoError : paNotInitialized;
@@ -78,8 +87,8 @@ PaError enter(PaCall call)
 
 PaError initialise(PaCall call, int difference)
 {
-    const std::lock_guard lock(mutex);
-    const PaError error = enter(call);
+    std::unique_lock lock(mutex);
+    const PaError error = enter(call, lock);
     if (error == paNoError)
         initialised += difference;
     return error;
@@ -89,8 +98,8 @@ PaError setRunning(PaCall call, PaStream* handle, bool running)
 {
     std::shared_ptr<Stream> stream;
     {
-        const std::lock_guard lock(mutex);
-        if (const PaError error = enter(call); error != paNoError)
+        std::unique_lock lock(mutex);
+        if (const PaError error = enter(call, lock); error != paNoError)
             return error;
         for (const auto& candidate : openedStreams)
             if (candidate.get() == handle)
@@ -114,6 +123,7 @@ FakePortAudio& FakePortAudio::instance()
 void FakePortAudio::reset()
 {
     setDevices({FakeDevice{}}, 0);
+    resume();
     const std::lock_guard lock(mutex);
     failures.clear();
     counts.clear();
@@ -138,6 +148,19 @@ void FakePortAudio::fail(PaCall call, PaError error)
 {
     const std::lock_guard lock(mutex);
     failures[call] = error;
+}
+
+void FakePortAudio::hang(PaCall call)
+{
+    const std::lock_guard lock(mutex);
+    hangingCall = call;
+}
+
+void FakePortAudio::resume()
+{
+    const std::lock_guard lock(mutex);
+    hangingCall.reset();
+    resumed.notify_all();
 }
 
 int FakePortAudio::count(PaCall call) const
@@ -233,10 +256,10 @@ PaError Pa_OpenStream(PaStream** stream, const PaStreamParameters* inputParamete
     PaStreamFlags streamFlags, PaStreamCallback* streamCallback, void* userData)
 {
     const ListChange change;
-    const std::lock_guard lock(mutex);
+    std::unique_lock lock(mutex);
     lastRequest = {inputParameters ? *inputParameters : PaStreamParameters{}, outputParameters != nullptr, sampleRate,
         framesPerBuffer, streamFlags};
-    if (const PaError error = enter(PaCall::OpenStream); error != paNoError)
+    if (const PaError error = enter(PaCall::OpenStream, lock); error != paNoError)
         return error;
     openedStreams.push_back(std::make_shared<Stream>());
     openedStreams.back()->framesPerBuffer = framesPerBuffer;

@@ -35,13 +35,17 @@ class FakePortAudio {
 public:
     static FakePortAudio& instance();
 
-    /// One microphone, which is the default; no failures, all counts 0. No stream may be open.
+    /// One microphone, which is the default; no failures, nothing hangs, all counts 0. No stream may be open.
     void reset();
 
     void setDevices(std::vector<FakeDevice> devices, PaDeviceIndex defaultInput);
 
     /// Makes a call fail from now on; paNoError makes it work again.
     void fail(PaCall call, PaError error = paUnanticipatedHostError);
+
+    /// Keeps a call from returning, and from doing anything, until resume(); the program is ended after a minute of it.
+    void hang(PaCall call);
+    void resume();
 
     /// How often a call was made, failed ones included.
     int count(PaCall call) const;

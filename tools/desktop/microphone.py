@@ -84,6 +84,16 @@ class Microphone:
         self.close()
         self._socket.unlink()
 
+    def suspend_server(self):
+        """Lets the sound server hang: nothing comes from it any more, and nobody who asks it gets an answer."""
+        self._server.signal(signal.SIGSTOP)
+
+    def resume_server(self):
+        """The sound server goes on, and answers what it was asked meanwhile."""
+        self._smooth_since = None
+        self._server.signal(signal.SIGCONT)
+        self.wait_until_settled()
+
     def restart_server(self):
         """Brings the microphone back."""
         self._start()

@@ -1,4 +1,4 @@
-"""The sound server dies and comes back."""
+"""The sound server dies or hangs, and comes back."""
 
 import signal
 import unittest
@@ -13,6 +13,7 @@ class SoundServer(DesktopTest):
         super().setUp()
         self.start()
         self.dictate("hello world")
+        self.expect_released_microphone()
         self.before = vitals.measure(self.quillo)
 
     def dictate(self, text):
@@ -31,26 +32,27 @@ class SoundServer(DesktopTest):
         self.expect_pill("Error")
         self.assertEqual((self.editor.text, self.editor.pastes()), ("", 0))
 
-    def expect_recovery(self):
-        self.desktop.microphone.restart_server()
+    def expect_recovery(self, bring_back):
+        bring_back()
+        vitals.wait_until_back_at(self.quillo, self.before)
         self.dictate("thank you")
         self.expect_released_microphone()
         vitals.wait_until_back_at(self.quillo, self.before)
         self.expect_orderly_end()
 
-    def kill_while_recording(self, text):
+    def lose_while_recording(self, text, lose):
         """The words that were heard before are pasted."""
         self.editor.clear()
         self.quillo.skip()
         with self.keyboard.held(*HOTKEY):
             self.desktop.speak(text)
-            self.desktop.microphone.kill_server()
+            lose()
         self.expect_paste(text)
 
     def test_killed_while_recording(self):
-        self.kill_while_recording("good morning team")
+        self.lose_while_recording("good morning team", self.desktop.microphone.kill_server)
         self.expect_deafness()
-        self.expect_recovery()
+        self.expect_recovery(self.desktop.microphone.restart_server)
 
     def test_killed_between_dictations_twice(self):
         for _ in range(2):
@@ -59,7 +61,7 @@ class SoundServer(DesktopTest):
             self.desktop.microphone.restart_server()
             self.dictate("one two three four five")
         self.desktop.microphone.kill_server()
-        self.expect_recovery()
+        self.expect_recovery(self.desktop.microphone.restart_server)
 
     def test_back_before_the_key_is_released(self):
         """A recording that has lost its microphone does not find the new one; the next recording does."""
@@ -80,6 +82,37 @@ class SoundServer(DesktopTest):
             self.expect_orderly_end(signal.SIGTERM)
         self.expect_text("hello worldthank you")
         self.desktop.microphone.restart_server()
+
+    # ---- a server that hangs: the program goes on while it still waits for the answer, which may never come
+
+    def suspend(self):
+        self.addCleanup(self.desktop.microphone.resume_server)
+        self.desktop.microphone.suspend_server()
+
+    def expect_hanging_stream(self):
+        self.assertGreater(vitals.open_files(self.quillo), self.before.files)
+
+    def test_hangs_while_recording(self):
+        self.lose_while_recording("good morning team", self.suspend)
+        for _ in range(2):
+            self.expect_deafness()
+        self.expect_hanging_stream()
+        self.expect_recovery(self.desktop.microphone.resume_server)
+
+    def test_hangs_between_dictations(self):
+        self.suspend()
+        for _ in range(2):
+            self.expect_deafness()
+        self.expect_hanging_stream()
+        self.expect_recovery(self.desktop.microphone.resume_server)
+
+    def test_end_while_it_hangs(self):
+        self.editor.clear()
+        with self.keyboard.held(*HOTKEY):
+            self.desktop.speak("thank you")
+            self.suspend()
+            self.expect_orderly_end(signal.SIGTERM)
+        self.expect_text("thank you")
 
 
 if __name__ == "__main__":
