@@ -4,7 +4,6 @@
 #include <bit>
 #include <memory>
 #include <string_view>
-#include <utility>
 
 #include <X11/XKBlib.h>
 #include <X11/keysym.h>

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <utility>
 
 #include <X11/XKBlib.h>
