@@ -7,14 +7,7 @@
 // block, untimed, the user-interface thread gets the time to show the level, as it does in the 32 ms between blocks.
 
 #include "allocations.h"
-#include "audio/audio_capture.h"
-#include "engine/engine.h"
-#include "support/fake_platform.h"
-#include "support/fake_portaudio.h"
-#include "ui/overlay/overlay_controller.h"
-
-#include <QApplication>
-#include <QMetaObject>
+#include "recorder.h"
 
 #include <benchmark/benchmark.h>
 
@@ -24,13 +17,13 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
-#include <thread>
 #include <vector>
 
 namespace {
 
 using namespace quillo;
-namespace vk = platform::vk;
+using bench::onUserInterfaceThread;
+using bench::Recorder;
 
 constexpr std::size_t blockSize = 512;
 constexpr std::size_t samplesPerRecording = std::size_t{5} * 60 * 16000;
@@ -41,11 +34,6 @@ long interruptions()
     rusage usage{};
     getrusage(RUSAGE_THREAD, &usage);
     return usage.ru_nivcsw;
-}
-
-template<typename Function> void onUserInterfaceThread(Function function)
-{
-    QMetaObject::invokeMethod(qApp, std::move(function), Qt::BlockingQueuedConnection);
 }
 
 /// The time of every block, the longest of those during which the thread kept its processor, and the allocations.
@@ -97,46 +85,16 @@ std::vector<float> tone()
     return block;
 }
 
-void waitForStreams(std::size_t count)
-{
-    while (test::FakePortAudio::instance().runningStreams() != count)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-}
-
-/// The part of the program that records, ready for the hotkey.
-struct Recorder {
-    AudioCapture capture;
-    OverlayController overlay;
-    Engine engine;
-
-    Recorder()
-    {
-        engine.setAudioCapture(&capture);
-        engine.setOverlay(&overlay);
-        engine.start();
-    }
-    ~Recorder()
-    {
-        engine.stop();
-        engine.setOverlay(nullptr); // its last words may still be posted
-    }
-    Recorder(const Recorder&) = delete;
-    Recorder& operator=(const Recorder&) = delete;
-};
-
 void capturedBlock(benchmark::State& state)
 {
     auto& sound = test::FakePortAudio::instance();
-    auto& system = test::FakePlatform::instance();
     std::unique_ptr<Recorder> recorder;
     onUserInterfaceThread([&] { recorder = std::make_unique<Recorder>(); });
     const auto block = tone();
     for ([[maybe_unused]] auto recording : state) {
-        system.press({vk::leftControl, vk::leftShift, vk::space});
-        waitForStreams(1);
+        Recorder::press();
         BlockTimes([&] { sound.push(block); }).report(state);
-        system.release({vk::space, vk::leftShift, vk::leftControl});
-        waitForStreams(0);
+        Recorder::release();
     }
     onUserInterfaceThread([&] { recorder.reset(); });
 }
@@ -171,11 +129,6 @@ int main(int argc, char** argv)
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     benchmark::Initialize(&argc, argv);
-    std::thread audio([] {
-        benchmark::RunSpecifiedBenchmarks();
-        onUserInterfaceThread([] { QApplication::quit(); });
-    });
-    const int result = QApplication::exec();
-    audio.join();
-    return result;
+    bench::besideEventLoop([] { benchmark::RunSpecifiedBenchmarks(); });
+    return 0;
 }

@@ -2,12 +2,12 @@
 // milliseconds from the request to the last report, and by how many KiB the resident set grew at its highest meanwhile.
 #include "model/model_manager.h"
 #include "net/curl_runtime.h"
+#include "peak_memory.h"
 
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <future>
 #include <string>
 
@@ -16,19 +16,6 @@ namespace {
 using quillo::model::ModelInfo;
 using quillo::model::ModelManager;
 using quillo::model::ModelStatus;
-
-/// A value of /proc/self/status, KiB.
-long memory(const std::string& name)
-{
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;)
-        if (word == name + ':') {
-            long value = 0;
-            status >> value;
-            return value;
-        }
-    return 0;
-}
 
 bool download(ModelManager& manager)
 {
@@ -56,15 +43,14 @@ int main(int argc, char** argv)
     model.url = argv[1];
     ModelManager manager({model});
     for (int number = 0; number < std::stoi(argv[3]); ++number) {
-        std::ofstream("/proc/self/clear_refs") << 5; // the highest value starts anew
-        const long before = memory("VmRSS");
+        const quillo::bench::PeakMemory memory;
         const auto begin = std::chrono::steady_clock::now();
         if (!download(manager)) {
             std::fprintf(stderr, "the download failed\n");
             return 1;
         }
         const auto time = std::chrono::steady_clock::now() - begin;
-        std::printf("%.3f %ld\n", std::chrono::duration<double, std::milli>(time).count(), memory("VmHWM") - before);
+        std::printf("%.3f %ld\n", std::chrono::duration<double, std::milli>(time).count(), memory.growthKib());
         manager.deleteModel("measured");
     }
     return 0;

@@ -8,6 +8,7 @@ import statistics
 import subprocess
 import tempfile
 import threading
+import time
 from contextlib import contextmanager
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 from pathlib import Path
@@ -16,24 +17,13 @@ from figures import Row, spread
 
 MEMORY = Path("/dev/shm")
 MB = 1_000_000
+PIECE = 16384  # what libcurl takes at a time
 
 
 @contextmanager
-def served(file):
-    """The address of a file's content."""
-
-    class Handler(BaseHTTPRequestHandler):
-        def do_GET(self):
-            with open(file, "rb") as body:
-                self.send_response(200)
-                self.send_header("Content-Length", str(file.stat().st_size))
-                self.end_headers()
-                self.connection.sendfile(body)
-
-        def log_message(self, *_):
-            pass
-
-    with ThreadingHTTPServer(("127.0.0.1", 0), Handler) as server:
+def serving(handler):
+    """The address of a server whose requests such a handler answers."""
+    with ThreadingHTTPServer(("127.0.0.1", 0), handler) as server:
         threading.Thread(target=server.serve_forever, daemon=True).start()
         try:
             yield f"http://127.0.0.1:{server.server_port}/"
@@ -41,11 +31,38 @@ def served(file):
             server.shutdown()
 
 
+def served(file, megabytes_per_second=None):
+    """The address of a file's content, sent as fast as it goes or at a given pace."""
+
+    class Handler(BaseHTTPRequestHandler):
+        def do_GET(self):
+            with open(file, "rb") as body:
+                self.send_response(200)
+                self.send_header("Content-Length", str(file.stat().st_size))
+                self.end_headers()
+                if megabytes_per_second:
+                    self.send_slowly(body)
+                else:
+                    self.connection.sendfile(body)
+
+        def send_slowly(self, body):
+            begin, sent = time.monotonic(), 0
+            while piece := body.read(PIECE):
+                self.connection.sendall(piece)
+                sent += len(piece)
+                time.sleep(max(0.0, begin + sent / (megabytes_per_second * MB) - time.monotonic()))
+
+        def log_message(self, *_):
+            pass
+
+    return serving(Handler)
+
+
 def ours(program, url, folder):
     """Milliseconds, and growth of the resident set in MiB."""
     done = subprocess.run([program, url, folder, "1"], check=True, capture_output=True, text=True, timeout=300)
-    time, growth = done.stdout.split()
-    return float(time), int(growth) / 1024
+    elapsed, growth = done.stdout.split()
+    return float(elapsed), int(growth) / 1024
 
 
 def by_curl(url, folder):
@@ -85,8 +102,8 @@ def memory_row(program, folder, megabytes):
     with open(source, "wb") as file:
         file.truncate(megabytes * MB)
     with served(source) as url:
-        time, growth = ours(program, url, folder)
-    note = f"highest resident set during the download less that before it; {megabytes / time:.2f} GB/s"
+        elapsed, growth = ours(program, url, folder)
+    note = f"highest resident set during the download less that before it; {megabytes / elapsed:.2f} GB/s"
     return Row(f"model download, {megabytes / 1000:g} GB, memory", growth, "MiB", None, "< 8 MiB", note)
 
 

@@ -33,17 +33,36 @@ def _text(value, unit):
     return f"{value} {unit}".strip()
 
 
-def print_table(rows):
-    """Prints the rows as a Markdown table, each row's note as a line below."""
-    lines = [["measurement", "Quillo", "comparison", "ratio", "goal"], *(row.cells() for row in rows)]
-    widths = [max(len(cells[column]) for cells in lines) for column in range(len(lines[0]))]
+@dataclass
+class Curve:
+    """How a figure grows: one line of the second table. `points` has a figure for each size, by its name."""
+
+    name: str
+    points: dict
+    unit: str
+    goal: str = ""
+    note: str = ""
+
+    def cells(self):
+        figures = "; ".join(f"{size}: {_text(figure, '')}" for size, figure in self.points.items())
+        return [self.name, self.unit, figures, self.goal]
+
+
+def _table(header, lines):
+    lines = [header, *lines]
+    widths = [max(len(cells[column]) for cells in lines) for column in range(len(header))]
     lines.insert(1, ["-" * width for width in widths])
-    for cells in lines:
-        print("| " + " | ".join(cell.ljust(width) for cell, width in zip(cells, widths)) + " |")
-    print()
-    for row in rows:
-        if row.note:
-            print(f"{row.name}: {row.note}")
+    return ["| " + " | ".join(cell.ljust(width) for cell, width in zip(cells, widths)) + " |" for cells in lines]
+
+
+def as_markdown(results):
+    """The rows as one table, and the curves as another."""
+    rows = [result.cells() for result in results if isinstance(result, Row)]
+    curves = [result.cells() for result in results if isinstance(result, Curve)]
+    lines = _table(["measurement", "Quillo", "comparison", "ratio", "goal"], rows) if rows else []
+    if curves:
+        lines += ["", *_table(["growth", "unit", "figures", "goal"], curves)]
+    return "\n".join(lines)
 
 
 def percentile(values, share):

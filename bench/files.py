@@ -32,10 +32,16 @@ def wav_rows(program, repetitions):
     return [row(5), row(60)]
 
 
-def history_row(program, where, folder, goal, count):
+def history_times(program, folder, entries, count):
+    """Milliseconds of our appends, of bare ones, and of loading, with so many entries of 2 KB there."""
     with tempfile.TemporaryDirectory(prefix="history-", dir=folder) as data:
-        done = subprocess.run([program, data, str(count)], check=True, capture_output=True, text=True, timeout=300)
-    ours, bare = zip(*(map(float, line.split()) for line in done.stdout.splitlines()))
+        command = [program, data, str(count), str(entries)]
+        done = subprocess.run(command, check=True, capture_output=True, text=True, timeout=300)
+    return [*zip(*(map(float, line.split()) for line in done.stdout.splitlines()))]
+
+
+def history_row(program, where, folder, goal, count):
+    ours, bare, _ = history_times(program, folder, 500, count)
     note = f"{spread(ours, 'ms')}; bare {spread(bare, 'ms')}"
     return Row(
         f"append to a full history, {where}", statistics.median(ours), "ms", statistics.median(bare), goal, note

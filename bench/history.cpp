@@ -1,6 +1,6 @@
-// Times an append to a full history: `bench_history FOLDER COUNT`. FOLDER becomes the toolkit's data folder. Each of
-// COUNT lines has the milliseconds of HistoryStore::append and those of the least that such a store can do with a file
-// of the same content beside it: read, parse, write by QSaveFile.
+// Times an append to a history of ENTRIES texts: `bench_history FOLDER COUNT ENTRIES`. FOLDER becomes the toolkit's
+// data folder. Each of COUNT lines has the milliseconds of HistoryStore::append, those of the least that such a store
+// can do with a file of the same content beside it (read, parse, write by QSaveFile), and those of HistoryStore::load.
 #include "history/history_store.h"
 
 #include <QCoreApplication>
@@ -12,13 +12,16 @@
 #include <QSaveFile>
 #include <QStandardPaths>
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace {
 
-constexpr int entryCount = 500;
+constexpr int mostEntries = 500;
 constexpr int entrySize = 2048;
 
 QByteArray read(const QString& path)
@@ -42,10 +45,10 @@ QString text(int number)
     return words.left(entrySize);
 }
 
-QByteArray fullHistory()
+QByteArray historyOf(int count)
 {
     QJsonArray entries;
-    for (int number = 0; number < entryCount; ++number)
+    for (int number = 0; number < count; ++number)
         entries.append(QJsonObject{{"timestamp", "Nov 17, 09:05"}, {"text", text(number)}});
     return QJsonDocument(entries).toJson(QJsonDocument::Compact);
 }
@@ -66,8 +69,8 @@ template<typename Function> double milliseconds(Function function)
 
 int main(int argc, char** argv)
 {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: bench_history FOLDER COUNT\n");
+    if (argc != 4) {
+        std::fprintf(stderr, "usage: bench_history FOLDER COUNT ENTRIES\n");
         return 1;
     }
     qputenv("XDG_DATA_HOME", argv[1]);
@@ -75,14 +78,22 @@ int main(int argc, char** argv)
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
     const QString ours = folder + "/history.json";
     const QString bare = folder + "/bare.json";
-    if (!QDir().mkpath(folder) || !write(ours, fullHistory()) || !write(bare, fullHistory()))
+    const int count = std::stoi(argv[3]);
+    const QByteArray before = historyOf(count);
+    if (!QDir().mkpath(folder) || !write(bare, before))
         return 1;
+    std::vector<quillo::HistoryEntry> entries;
     for (int number = 0; number < std::stoi(argv[2]); ++number) {
-        const std::string added = text(entryCount + number).toStdString();
+        if (!write(ours, before))
+            return 1;
+        const std::string added = text(count + number).toStdString();
         const double append = milliseconds([&] { quillo::HistoryStore::append(added); });
         const double least = milliseconds([&] { readParseWrite(bare); });
-        std::printf("%.3f %.3f\n", append, least);
+        const double load = milliseconds([&] { entries = quillo::HistoryStore::load(); });
+        std::printf("%.3f %.3f %.3f\n", append, least, load);
+        const auto expected = static_cast<std::size_t>(std::min(count + 1, mostEntries));
+        if (entries.size() != expected || entries.front().text != added)
+            return 1;
     }
-    const auto entries = quillo::HistoryStore::load();
-    return entries.size() == entryCount && entries.back().text.size() == entrySize ? 0 : 1;
+    return 0;
 }

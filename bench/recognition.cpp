@@ -1,7 +1,7 @@
-// Times local recognition: `bench_recognition MODEL SAMPLES COUNT`. SAMPLES is a file of raw 32-bit float samples,
-// mono, 16,000 a second. Each of COUNT recognitions in this one process, the first of which still has to start threads
-// and touch memory, prints a line of its milliseconds and the text. The time is that of WhisperTranscriber::addSamples
-// and transcribe, with the creation and the release of the state that every call has to itself.
+// Times local recognition: `bench_recognition MODEL SAMPLES`. SAMPLES is a file of raw 32-bit float samples, mono,
+// 16,000 a second. Prints the milliseconds and the text. The time is that of WhisperTranscriber::addSamples and
+// transcribe, with the creation and the release of the state that every call has to itself; being the first in the
+// process, the call still has to start threads and touch memory.
 #include "transcribe/whisper_transcriber.h"
 
 #include <chrono>
@@ -27,18 +27,15 @@ int main(int argc, char** argv)
 {
     using Milliseconds = std::chrono::duration<double, std::milli>;
     quillo::WhisperTranscriber transcriber;
-    if (argc != 4 || !transcriber.loadModel(argv[1])) {
-        std::fprintf(stderr, "usage: bench_recognition MODEL SAMPLES COUNT\n");
+    if (argc != 3 || !transcriber.loadModel(argv[1])) {
+        std::fprintf(stderr, "usage: bench_recognition MODEL SAMPLES\n");
         return 1;
     }
     const auto samples = readSamples(argv[2]);
-    for (int left = std::stoi(argv[3]); left > 0; --left) {
-        const auto begin = std::chrono::steady_clock::now();
-        transcriber.addSamples(samples.data(), samples.size());
-        const std::string text = transcriber.transcribe();
-        const Milliseconds elapsed = std::chrono::steady_clock::now() - begin;
-        std::printf("%.3f%s\n", elapsed.count(), text.c_str());
-        std::fflush(stdout);
-    }
+    const auto begin = std::chrono::steady_clock::now();
+    transcriber.addSamples(samples.data(), samples.size());
+    const std::string text = transcriber.transcribe();
+    const Milliseconds elapsed = std::chrono::steady_clock::now() - begin;
+    std::printf("%.3f%s\n", elapsed.count(), text.c_str());
     return 0;
 }

@@ -1,8 +1,11 @@
 """The recognition call against whisper.cpp's command line: same library, model, samples and options.
 
 Every figure comes from a process of its own, so that both start cold; the two take turns. Ours is addSamples and
-transcribe. The command line's is its total time less the time to load the model: creating the state (which our call does
-too), reading the WAV file, recognition, printing.
+transcribe. The command line's is its total time less the time to load the model: creating the state (which our call
+does too), reading the WAV file, recognition, printing.
+
+The same call in the build for packages, which loads a back-end made for the processor at run time, against the native
+build: same samples, and again processes in turn.
 """
 
 import statistics
@@ -37,37 +40,56 @@ def make_clip(env, folder, seconds, text):
     return wav, raw
 
 
-def ours(program, model, raw, count=1):
-    """The milliseconds of the first and the later calls, and the text."""
-    command = [program, model, raw, str(count)]
-    done = subprocess.run(command, check=True, capture_output=True, text=True, timeout=120)
-    times, texts = zip(*(line.partition(" ")[::2] for line in done.stdout.splitlines()))
-    return [float(time) for time in times], texts[0].strip()
+def ours(program, model, raw):
+    """The text, and the milliseconds of the first call in a process."""
+    done = subprocess.run([program, model, raw], check=True, capture_output=True, text=True, timeout=120)
+    time, _, text = done.stdout.partition(" ")
+    return text.strip(), float(time)
+
+
+def in_turn(name, pairs, measured, compared, goal):
+    """Both give a text and the milliseconds of a recognition; the figures are those of all rounds but the first."""
+    figures, comparisons = [], []
+    for turn in range(pairs + 1):
+        for side in (measured, compared) if turn % 2 else (compared, measured):
+            text, time = side()
+            if side is measured:
+                figures.append(time)
+                text_measured = text
+            else:
+                comparisons.append(time)
+                text_compared = text
+    figures, comparisons = figures[1:], comparisons[1:]  # without the warm-up
+    same = "same text" if text_measured == text_compared else f"texts differ: {text_measured!r}, {text_compared!r}"
+    ratios = sorted(a / b for a, b in zip(figures, comparisons))
+    note = (
+        f"{spread(figures, 'ms')}; comparison {spread(comparisons, 'ms')}; ratio of a pair: median "
+        f"{statistics.median(ratios):.3f}, quartiles {percentile(ratios, 0.25):.3f} to "
+        f"{percentile(ratios, 0.75):.3f}; {same}"
+    )
+    return Row(name, statistics.median(figures), "ms", statistics.median(comparisons), goal, note)
 
 
 def measure(desktop, binaries, model, cli, pairs):
+    program = binaries / "bench_recognition"
     rows = []
     for seconds, text in CLIPS.items():
         wav, raw = make_clip(desktop.env, desktop.root, seconds, text)
-        program = binaries / "bench_recognition"
-        first, later, theirs = [], [], []
-        for turn in range(pairs + 1):
-            for side in ("ours", "theirs") if turn % 2 else ("theirs", "ours"):
-                if side == "ours":
-                    times, our_text = ours(program, model, raw, 3)
-                    first.append(times[0])
-                    later += times[1:]
-                else:
-                    their_text, time = cli.transcribe(wav)
-                    theirs.append(time)
-        first, later, theirs = first[1:], later[2:], theirs[1:]  # without the warm-up
         name = f"recognition of {seconds} s, first call in a process"
-        same = "same text" if our_text == their_text else f"texts differ: {our_text!r}, {their_text!r}"
-        ratios = sorted(a / b for a, b in zip(first, theirs))
-        note = (
-            f"ours {spread(first, 'ms')}; whisper-cli {spread(theirs, 'ms')}; ratio of a pair: median "
-            f"{statistics.median(ratios):.3f}, quartiles {percentile(ratios, 0.25):.3f} to "
-            f"{percentile(ratios, 0.75):.3f}; later calls {spread(later, 'ms')}; {same}"
+        rows.append(
+            in_turn(name, pairs, lambda: ours(program, model, raw), lambda: cli.transcribe(wav), "ratio <= 1.03")
         )
-        rows.append(Row(name, statistics.median(first), "ms", statistics.median(theirs), "ratio <= 1.03", note))
+    return rows
+
+
+def measure_portable(desktop, binaries, portable, model, pairs):
+    """`portable` is the folder of the programs of the build for packages."""
+    rows = []
+    for seconds, text in CLIPS.items():
+        _, raw = make_clip(desktop.env, desktop.root, seconds, text)
+        program, native = (folder / "bench_recognition" for folder in (portable, binaries))
+        name = f"recognition of {seconds} s, build for packages"
+        rows.append(
+            in_turn(name, pairs, lambda: ours(program, model, raw), lambda: ours(native, model, raw), "ratio <= 1.05")
+        )
     return rows

@@ -15,10 +15,11 @@ ROOT = Path(__file__).resolve().parents[3]
 sys.path.insert(0, str(ROOT / "tools"))
 
 from desktop import HOTKEY, Desktop, Program, wait_until  # noqa: E402
+from desktop.wine import windows_data_dir, wine_environment  # noqa: E402
 
 BINARIES = Path(os.environ["QUILLO_WINDOWS_BINARIES"]).resolve()
 SCREENSHOTS = Path(os.environ["QUILLO_SCREENSHOTS"]).resolve()
-PREFIX = Path(os.environ["QUILLO_WINE_HOME"]).resolve() / "prefix"
+WINE_HOME = Path(os.environ["QUILLO_WINE_HOME"]).resolve()
 MODEL = ROOT / "tests/data/ggml-mini.bin"
 SENTENCE = "the quick brown fox jumps over the lazy dog"
 
@@ -27,17 +28,9 @@ class WindowsProgram(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.desktop = cls.enterClassContext(Desktop(os.environ["QUILLO_HELPERS"]))
-        cls.env = cls.desktop.env | {
-            "HOME": str(PREFIX.parent),
-            "USER": "Zoë",
-            "LC_ALL": "C.UTF-8",
-            "WINEPREFIX": str(PREFIX),
-            "WINEARCH": "win64",
-            "WINEDEBUG": "-all",
-            "WINEDLLOVERRIDES": "mscoree,mshtml=;winemenubuilder.exe=d",
-        }
+        cls.env = wine_environment(cls.desktop, WINE_HOME)
         cls.addClassCleanup(subprocess.run, ["wineserver", "--kill"], env=cls.env, timeout=60, check=False)
-        cls.data = PREFIX / "drive_c/users/Zoë/AppData/Roaming/Quillo"
+        cls.data = windows_data_dir(WINE_HOME)
         shutil.rmtree(cls.data, ignore_errors=True)
         for folder in ("models", "config"):
             (cls.data / folder).mkdir(parents=True)
