@@ -2,6 +2,7 @@
 
 #include "support/fake_portaudio.h"
 #include "support/private_profile.h"
+#include "support/top_level.h"
 
 #include <QAction>
 #include <QApplication>
@@ -27,11 +28,10 @@ template<typename Widget> Widget* find(const char* objectName)
 
 void chooseSettings()
 {
-    for (QWidget* window : QApplication::topLevelWidgets())
-        if (auto* const menu = qobject_cast<QMenu*>(window))
-            for (QAction* action : menu->actions())
-                if (action->text().startsWith("Settings"))
-                    action->trigger();
+    for (const QMenu* menu : test::topLevel<QMenu>())
+        for (QAction* action : menu->actions())
+            if (action->text().startsWith("Settings"))
+                action->trigger();
 }
 
 // The settings window knows the microphone, which the program gives up before it.

@@ -1,5 +1,6 @@
 #include "app/theme.h"
 #include "app/tray_controller.h"
+#include "support/top_level.h"
 #include "ui/overlay/overlay_widget.h"
 
 #include <QAbstractItemView>
@@ -14,7 +15,6 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QRegularExpression>
 #include <QScrollBar>
 #include <QSlider>
 #include <QSpinBox>
@@ -148,10 +148,7 @@ TEST_F(Theme, TrayMenuGreysItsLabelOut)
 {
     TrayController tray;
     tray.show();
-    const QWidgetList windows = QApplication::topLevelWidgets();
-    const auto found = std::find_if(windows.begin(), windows.end(), [](QWidget* w) { return qobject_cast<QMenu*>(w); });
-    ASSERT_NE(found, windows.end());
-    auto* const menu = qobject_cast<QMenu*>(*found);
+    QMenu* const menu = test::topLevel<QMenu>().first();
     menu->resize(menu->sizeHint());
     const QImage image = menu->grab().toImage();
     const auto brightest = [&](QAction* entry) {

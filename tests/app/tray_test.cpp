@@ -1,6 +1,8 @@
 #include "app/icon.h"
 #include "app/tray_controller.h"
 
+#include "support/top_level.h"
+
 #include <QAction>
 #include <QApplication>
 #include <QMenu>
@@ -8,30 +10,20 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-
 namespace quillo {
 namespace {
 
+using test::topLevel;
 using testing::ElementsAre;
-
-QList<QMenu*> menus()
-{
-    QList<QMenu*> found;
-    for (QWidget* widget : QApplication::topLevelWidgets())
-        if (auto* const menu = qobject_cast<QMenu*>(widget))
-            found.append(menu);
-    return found;
-}
 
 class Tray : public testing::Test {
 protected:
     QAction* entry(const QString& text)
     {
-        const QList<QAction*> actions = menus().value(0)->actions();
-        const auto found =
-            std::find_if(actions.begin(), actions.end(), [&](const QAction* action) { return action->text() == text; });
-        return found == actions.end() ? nullptr : *found;
+        for (QAction* action : topLevel<QMenu>().first()->actions())
+            if (action->text() == text)
+                return action;
+        return nullptr;
     }
 
     TrayController tray;
@@ -40,9 +32,9 @@ protected:
 TEST_F(Tray, MenuHasItsEntriesInOrder)
 {
     tray.show();
-    ASSERT_EQ(menus().size(), 1);
+    ASSERT_EQ(topLevel<QMenu>().size(), 1);
     std::vector<std::string> entries;
-    for (const QAction* action : menus().first()->actions())
+    for (const QAction* action : topLevel<QMenu>().first()->actions())
         entries.push_back(
             action->isSeparator() ? "-" : (action->isEnabled() ? "" : "disabled ") + action->text().toStdString());
     EXPECT_THAT(entries, ElementsAre("disabled Start Dictation", "-", "Settings...", "About Quillo", "-", "Quit"));
@@ -76,10 +68,10 @@ TEST_F(Tray, QuitWithoutActionEndsTheLoop)
 TEST_F(Tray, SecondShowChangesNothing)
 {
     tray.show();
-    const QMenu* const first = menus().value(0);
+    const QMenu* const first = topLevel<QMenu>().value(0);
     const auto icon = QGuiApplication::windowIcon().cacheKey();
     tray.show();
-    EXPECT_EQ(menus(), QList<QMenu*>{const_cast<QMenu*>(first)});
+    EXPECT_EQ(topLevel<QMenu>(), QList<QMenu*>{const_cast<QMenu*>(first)});
     EXPECT_EQ(QGuiApplication::windowIcon().cacheKey(), icon);
 }
 

@@ -25,6 +25,11 @@ AUTHORITIES = Path("/etc/ssl/certs/ca-certificates.crt")
 MARK = "QUILLO_PRIVATE_NETWORK"
 
 
+def model_address(model_id):
+    """Where the program fetches a model from."""
+    return f"huggingface.co/ggerganov/whisper.cpp/resolve/main/ggml-{model_id}.bin"
+
+
 def _unshare():
     return ["unshare", "-m", "-n"] if os.geteuid() == 0 else ["unshare", "-r", "-m", "-n"]
 

@@ -6,6 +6,7 @@ import signal
 import socket
 import sys
 import threading
+import time
 import unittest
 from pathlib import Path
 
@@ -25,38 +26,29 @@ TABS = ["Models", "Mic", "Hotkey", "Cloud", "History", "Style"]
 TAB_BAR_HEIGHT = 60  # at most
 
 
-class SilentProxy:
-    """What stands between the program and the remote services: keeps requests waiting until it is told to fail them."""
+class Proxy:
+    """Stands between the program and the remote services; `behave` is what it does with each connection."""
 
-    def __init__(self):
+    def __init__(self, behave):
+        self.behave = behave
         self._listener = socket.create_server(("127.0.0.1", 0))
-        self._waiting = contextlib.ExitStack()
-        self._failing = False
-        self._lock = threading.Lock()
+        self.url = "http://127.0.0.1:%d" % self._listener.getsockname()[1]
         threading.Thread(target=self._accept, daemon=True).start()
 
-    @property
-    def url(self):
-        return "http://127.0.0.1:%d" % self._listener.getsockname()[1]
-
-    def fail(self):
-        """Fails the requests that wait, and all that will come."""
-        with self._lock:
-            self._failing = True
-            self._waiting.close()
-
     def close(self):
-        self.fail()
-        self._listener.close()
+        with contextlib.suppress(OSError):  # closed before
+            self._listener.shutdown(socket.SHUT_RDWR)
+            self._listener.close()
 
     def _accept(self):
         with contextlib.suppress(OSError):  # closed
             while True:
                 connection, _ = self._listener.accept()
-                with self._lock:
-                    self._waiting.enter_context(connection)
-                    if self._failing:
-                        self._waiting.close()
+                threading.Thread(target=self._serve, args=[connection], daemon=True).start()
+
+    def _serve(self, connection):
+        with connection, contextlib.suppress(OSError):
+            self.behave(connection)
 
 
 class DesktopTest(unittest.TestCase):
@@ -83,13 +75,20 @@ class DesktopTest(unittest.TestCase):
         self.quillo = self.desktop.start_quillo()
         self.addCleanup(self.quillo.close)
 
-    def use_silent_proxy(self):
-        """From now on programs reach the remote services only through a proxy that lets nothing through."""
-        proxy = SilentProxy()
+    def use_proxy(self, behave):
+        """From now on programs reach the remote services only through a proxy, which does this with a connection."""
+        proxy = Proxy(behave)
         self.addCleanup(proxy.close)
         self.desktop.env["https_proxy"] = proxy.url
         self.addCleanup(self.desktop.env.pop, "https_proxy")
         return proxy
+
+    def use_silent_proxy(self):
+        """The same, with one that keeps all requests waiting until the event is set, and fails them then."""
+        failing = threading.Event()
+        self.addCleanup(failing.set)
+        self.use_proxy(lambda connection: failing.wait())
+        return failing
 
     def hold_and_speak(self, text, hardware=False, **speech):
         """Holds the hotkey while the text is spoken."""
@@ -130,6 +129,20 @@ class DesktopTest(unittest.TestCase):
         self.expect_text(text)
         self.assertEqual(self.editor.pastes(), 1)
         self.assertEqual([key for key in self.editor.keys() if "Space" in key], [])
+
+    def dictate(self, text, *how, **speech):
+        """A dictation into an empty editor."""
+        self.editor.clear()
+        self.hold_and_speak(text, *how, **speech)
+        self.expect_paste(text)
+
+    @property
+    def active_model_file(self):
+        return self.desktop.data_dir / "config/active_model.txt"
+
+    def wait_for_active_model(self, model_id):
+        file = self.active_model_file
+        wait_until(lambda: file.exists() and file.read_text() == model_id, lambda: "the model is not active")
 
     def expect_released_microphone(self):
         """Waits until nothing records any more, and every recording that was opened has been closed."""
@@ -178,15 +191,21 @@ class TrayTest(DesktopTest):
         self.choose(0.40)
         window = self.screen.wait_for_window(SETTINGS_TITLE)
         wait_until(lambda: self.screen.focus() == window.id, lambda: "the settings window has not got the focus")
-        # The window manager has still to put it into its frame, and the frame into its place.
-        places = []
+        return self.settled(window)
 
-        def settled():
-            places.append(self.screen.wait_for_window(SETTINGS_TITLE))
-            return len(places) > 5 and len(set(places[-5:])) == 1
+    def settled(self, window):
+        """A window's place once it stays: the window manager puts it into a frame, and the frame into its place."""
+        since = time.monotonic()
 
-        wait_until(settled, lambda: "the settings window does not settle")
-        return places[-1]
+        def stays():
+            nonlocal window, since
+            before, window = window, self.screen.wait_for_window(SETTINGS_TITLE)
+            if window != before:
+                since = time.monotonic()
+            return time.monotonic() - since > 0.5
+
+        wait_until(stays, lambda: f"the settings window does not settle: {window}")
+        return window
 
     def choose_quit(self):
         self.choose(0.88)
@@ -210,18 +229,29 @@ class SettingsTest(TrayTest):
         self.screen.click(top.x + top.width // 2, top.y + 4)
 
     def open_tab(self, window, name):
+        """Clicks from tab to tab: one begins where the accent line under the one before it ends."""
         bar = window._replace(height=TAB_BAR_HEIGHT)
-        self.screen.click(window.x + 30, window.y + 15)
         left = window.x
-        for _ in range(TABS.index(name)):
+        for tab in TABS[: TABS.index(name) + 1]:
+            left = self.click_tab(bar, left, tab)
 
-            def line_under_next_tab():
-                line = self.screen.picture().find(ACCENT, bar, 30)
-                return line and line.x >= left and line
+    def click_tab(self, bar, left, name):
+        """Clicks the tab that begins at `left` until it is open, and returns where it ends."""
+        clicked = 0
 
-            line = wait_until(line_under_next_tab, lambda: "the tab does not open")
-            left = line.x + line.width
-            self.screen.click(left + 20, window.y + 15)
+        def opened():
+            nonlocal clicked
+            if time.monotonic() - clicked > 5:  # the window manager may keep a click for itself, to raise the window
+                self.screen.click(left + 25, bar.y + 15)
+                clicked = time.monotonic()
+            line = self.screen.picture().find(ACCENT, bar, 30)
+            return line and line.x >= left and line.x + line.width
+
+        def description():
+            self.keep(self.screen.picture(), "no-tab")
+            return f"{name} does not open at {left} in {bar}: {self.screen.windows(self.quillo)}\n{self.quillo.tail()}"
+
+        return wait_until(opened, description)
 
     def close_settings(self):
         self.keyboard.tap("Escape")

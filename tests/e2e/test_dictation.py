@@ -28,9 +28,7 @@ class Dictation(DesktopTest):
     def test_spoken_sentence_is_pasted(self):
         for text, voice, speed, amplitude, hardware in SENTENCES:
             with self.subTest(text, voice=voice, speed=speed, amplitude=amplitude):
-                self.editor.clear()
-                self.hold_and_speak(text, hardware, voice=voice, speed=speed, amplitude=amplitude)
-                self.expect_paste(text)
+                self.dictate(text, hardware, voice=voice, speed=speed, amplitude=amplitude)
                 self.expect_released_microphone()
 
     def test_word_shorter_than_a_second_is_recognised(self):
@@ -45,25 +43,13 @@ class Dictation(DesktopTest):
         with self.keyboard.held(*HOTKEY):
             self.desktop.keep_silent(1.5)
         self.assertGreater(self.captured_samples(), 16000)
-        self.hold_and_speak("hello world")
-        self.expect_paste("hello world")
+        self.dictate("hello world")
 
     def test_second_dictation_may_start_while_the_first_is_recognised(self):
         self.hold_and_speak("good morning team")
         self.hold_and_speak("one two three four five")
         self.expect_text("good morning teamone two three four five")
         self.assertEqual(self.editor.pastes(), 2)
-
-    def test_keys_of_other_combinations_reach_the_editor(self):
-        started = self.quillo.count("Starting recording")
-        for held in ([], ["Control_L"], ["Shift_L"]):
-            with self.subTest(held=held), self.keyboard.held(*held):
-                self.editor.clear()
-                self.keyboard.tap("space")
-                self.keyboard.tap("x")
-                self.editor.wait_for_key("release X")
-                self.assertEqual(self.editor.keys()[-4:], ["press Space", "release Space", "press X", "release X"])
-        self.assertEqual(self.quillo.count("Starting recording"), started)
 
     def test_any_key_of_the_hotkey_may_be_released_first(self):
         for first in HOTKEY:
@@ -77,16 +63,6 @@ class Dictation(DesktopTest):
                 self.expect_text("call my team on friday afternoon")
                 self.assertEqual(self.editor.pastes(), 1)
                 self.assertNotIn("press Space", self.editor.keys())
-
-    def test_rapid_presses_leave_no_recording_open(self):
-        for presses in (1, 30):
-            with self.subTest(presses=presses):
-                self.editor.clear()
-                with self.keyboard.held(*HOTKEY[:-1]):
-                    self.keyboard.send(*["down space", "up space"] * presses)
-                self.hold_and_speak("write a letter to my house")
-                self.expect_paste("write a letter to my house")
-                self.expect_released_microphone()
 
     @classmethod
     def tearDownClass(cls):

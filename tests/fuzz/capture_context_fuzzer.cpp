@@ -3,6 +3,8 @@
 #include "audio/capture_context.h"
 #include "audio/level.h"
 
+#include <fuzzer/FuzzedDataProvider.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -56,56 +58,18 @@ private:
     int quietRun_ = 0;
 };
 
-/// Blocks out of the input. Each begins with a byte for its length and one for how often it comes, and how; samples are
-/// taken as they are, or brought to a level that a microphone might have.
-class Stream {
-public:
-    Stream(const std::uint8_t* data, std::size_t size)
-        : data_(data)
-        , size_(size)
-    {
-    }
-
-    bool next(Samples& block, int& times)
-    {
-        if (size_ < 2)
-            return false;
-        block.assign(data_[0] % (maxBlockSize + 1), 0.0F);
-        times = data_[1] & 31;
-        const bool asTheyAre = data_[1] & 32;
-        const float level = data_[1] & 64 ? 0.5F : 0.001F;
-        skip(2);
-        const std::size_t bytes = std::min(size_, block.size() * sizeof(float));
-        if (asTheyAre && bytes > 0)
-            std::memcpy(block.data(), data_, bytes);
-        if (asTheyAre)
-            skip(bytes);
-        else
-            std::fill(block.begin(), block.end(), level);
-        return true;
-    }
-
-private:
-    void skip(std::size_t count)
-    {
-        data_ += count;
-        size_ -= count;
-    }
-
-    const std::uint8_t* data_;
-    std::size_t size_;
-};
-
 } // namespace
 } // namespace quillo
 
-/// The input's first byte is the sensitivity, the rest a stream.
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+/// The input's first byte is the sensitivity. Then come blocks: a byte for the length, one for how often the block
+/// comes, and how: as samples that follow, or at a level that a microphone might have.
+void quillo::fuzz::tryInput(const std::string& input)
 {
-    using namespace quillo;
-    if (size == 0)
-        return 0;
-    const float threshold = CaptureContext::thresholdFor(static_cast<float>(data[0]) / 255.0F);
+    FuzzedDataProvider stream(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
+    const auto nextByte = [&stream] { return stream.ConsumeBytes<std::uint8_t>(1).front(); };
+    if (input.empty())
+        return;
+    const float threshold = CaptureContext::thresholdFor(static_cast<float>(nextByte()) / 255.0F);
     require(threshold >= 0.002F && threshold <= 0.05F + 1e-6F, "thresholds lie in their range");
     Samples heard;
     std::vector<Samples> segments;
@@ -115,13 +79,17 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         [&](const float* samples, std::size_t count) { segments.emplace_back(samples, samples + count); });
 
     Model model;
-    Stream stream(data + 1, size - 1);
-    Samples block;
-    for (int times = 0; stream.next(block, times);) {
+    while (stream.remaining_bytes() >= 2) {
+        Samples block(nextByte() % (maxBlockSize + 1));
+        const unsigned how = nextByte();
+        if ((how & 32U) != 0 && !block.empty())
+            stream.ConsumeData(block.data(), block.size() * sizeof(float));
+        else
+            std::fill(block.begin(), block.end(), how & 64U ? 0.5F : 0.001F);
         const int level = blockLevel(block.data(), block.size());
         require(level >= 0 && level <= 100, "levels lie in their range");
         const bool loud = blockRms(block.data(), block.size()) > static_cast<double>(threshold);
-        for (; times >= 0; --times) {
+        for (unsigned times = 0; times <= (how & 31U); ++times) {
             heard.clear();
             context.process(block.data(), block.size());
             require(same(heard, block), "every sample is handed on");
@@ -132,5 +100,4 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     model.end();
     require(std::equal(segments.begin(), segments.end(), model.segments().begin(), model.segments().end(), same),
         "segments hold exactly the samples that belong to them");
-    return 0;
 }

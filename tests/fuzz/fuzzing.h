@@ -3,13 +3,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 
-/// What libFuzzer calls with each input, one after the other, in one process.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
 namespace quillo::fuzz {
+
+/// What each fuzzer is: the promises that must hold for any input. Inputs come one after the other, in one process.
+void tryInput(const std::string& input);
 
 /// Something that must hold. Otherwise the process aborts, which libFuzzer reports together with the input.
 inline void require(bool condition, const char* what)
@@ -20,15 +19,12 @@ inline void require(bool condition, const char* what)
     std::abort();
 }
 
-inline std::string textOf(const std::uint8_t* data, std::size_t size)
-{
-    return {data, data + size};
-}
-
-inline void writeFile(const std::string& path, const std::string& content)
-{
-    std::ofstream(path, std::ios::binary | std::ios::trunc)
-        .write(content.data(), static_cast<std::streamsize>(content.size()));
-}
-
 } // namespace quillo::fuzz
+
+/// libFuzzer's name for it.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    quillo::fuzz::tryInput({data, data + size});
+    return 0;
+}

@@ -1,10 +1,10 @@
 #include "fuzz/fuzzing.h"
 
 #include "history/history_store.h"
+#include "support/files.h"
 #include "support/private_profile.h"
 
 #include <QFile>
-#include <QJsonArray>
 #include <QJsonDocument>
 
 #include <algorithm>
@@ -15,16 +15,7 @@ namespace {
 using fuzz::require;
 
 const test::PrivateProfile profile;
-
-std::string historyFile()
-{
-    static const auto file = [] {
-        const std::filesystem::path folder = profile.dataRoot() / "Quillo";
-        std::filesystem::create_directories(folder);
-        return (folder / "history.json").string();
-    }();
-    return file;
-}
+const auto historyFile = profile.dataRoot() / "Quillo" / "history.json";
 
 /// As the toolkit stores it: what is no valid UTF-8 has been replaced.
 std::string stored(const std::string& text)
@@ -34,7 +25,7 @@ std::string stored(const std::string& text)
 
 void checkFile(const std::string& content, const std::string& text)
 {
-    fuzz::writeFile(historyFile(), content);
+    test::writeFile(historyFile, content);
     const std::vector<HistoryEntry> before = HistoryStore::load();
     HistoryStore::append(text);
     const std::vector<HistoryEntry> after = HistoryStore::load();
@@ -43,7 +34,7 @@ void checkFile(const std::string& content, const std::string& text)
     require(after.front().text == stored(text) && !after.front().timestamp.empty(), "the new entry is in front");
     require(std::equal(after.begin() + 1, after.end(), before.begin()), "the others follow unchanged");
 
-    QFile file(QString::fromStdString(historyFile()));
+    QFile file(QString::fromStdString(historyFile.string()));
     require(file.open(QIODevice::ReadOnly), "there is a file");
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
@@ -56,9 +47,7 @@ void checkFile(const std::string& content, const std::string& text)
 } // namespace quillo
 
 /// The input is the file that is there before; its end serves as the text to append as well.
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void quillo::fuzz::tryInput(const std::string& input)
 {
-    const std::string content = quillo::fuzz::textOf(data, size);
-    quillo::checkFile(content, content.substr(size - std::min<std::size_t>(size, 24)));
-    return 0;
+    checkFile(input, input.substr(input.size() - std::min<std::size_t>(input.size(), 24)));
 }

@@ -58,13 +58,12 @@ void checkCode(std::uint32_t code)
 } // namespace
 } // namespace quillo
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void quillo::fuzz::tryInput(const std::string& input)
 {
-    quillo::checkText(quillo::fuzz::textOf(data, size));
-    if (std::uint32_t code = 0; size >= sizeof code) {
-        std::memcpy(&code, data, sizeof code);
-        quillo::checkCode(code);
-        quillo::checkCode(code & 0xFF);
+    checkText(input);
+    if (std::uint32_t code = 0; input.size() >= sizeof code) {
+        std::memcpy(&code, input.data(), sizeof code);
+        checkCode(code);
+        checkCode(code & 0xFF);
     }
-    return 0;
 }

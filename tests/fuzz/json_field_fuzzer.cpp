@@ -51,13 +51,10 @@ std::string fieldByModel(const std::string& json, const std::string& key)
 } // namespace quillo
 
 /// The input's first line is the key, the rest the document; without a line end all of it is the document.
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void quillo::fuzz::tryInput(const std::string& input)
 {
-    const std::string input = quillo::fuzz::textOf(data, size);
     const auto lineEnd = input.find('\n');
     const std::string key = lineEnd == std::string::npos ? "text" : input.substr(0, lineEnd);
     const std::string json = lineEnd == std::string::npos ? input : input.substr(lineEnd + 1);
-    quillo::fuzz::require(quillo::extractJsonField(json, key) == quillo::fieldByModel(json, key),
-        "the field is the one that the rules give");
-    return 0;
+    require(extractJsonField(json, key) == fieldByModel(json, key), "the field is the one that the rules give");
 }

@@ -1,9 +1,9 @@
 #include "fuzz/fuzzing.h"
 
 #include "hotkey/key_decision.h"
+#include "support/pressed_keys.h"
 
 #include <iterator>
-#include <set>
 
 namespace quillo {
 namespace {
@@ -30,12 +30,12 @@ public:
 
     KeyDecision send(const platform::KeyEvent& event)
     {
-        event.down ? void(held_.insert(event.virtualKey)) : void(held_.erase(event.virtualKey));
+        held_.take(event);
         const bool wasPressed = pressed_;
         const bool isMainKey = event.virtualKey == hotkey_.virtualKey;
         const KeyDecision decision = decideKey(hotkey_, event, pressed_, [&](std::uint32_t key) {
             require(isMainKey && event.down, "keys are asked for only when the main key goes down");
-            return isDown(key);
+            return held_.isDown(key);
         });
 
         require((decision.action == KeyAction::Press) == (!wasPressed && pressed_), "a press begins it");
@@ -44,7 +44,7 @@ public:
             require(isMainKey && event.down && modifiersAreDown(), "a press needs the main key and its modifiers");
         if (decision.action == KeyAction::Release)
             require(!event.down && (isMainKey || isModifier(event.virtualKey)), "a key that comes up releases it");
-        require(!pressed_ || held_.contains(hotkey_.virtualKey), "it is down only while the main key is");
+        require(!pressed_ || held_.isDown(hotkey_.virtualKey), "it is down only while the main key is");
         require(!pressed_ || event.down || !isModifier(event.virtualKey), "any modifier that comes up ends it");
         if (isMainKey)
             checkSwallowing(event.down, decision);
@@ -57,8 +57,8 @@ public:
 
     void releaseAll()
     {
-        while (!held_.empty())
-            send({*held_.begin(), false});
+        while (!held_.all().empty())
+            send({*held_.all().begin(), false});
         require(!pressed_, "with all keys up it is up");
     }
 
@@ -73,32 +73,17 @@ private:
         }
     }
 
-    bool isDown(std::uint32_t key) const
-    {
-        const auto either = [this](auto left, auto right) { return held_.contains(left) || held_.contains(right); };
-        switch (key) {
-        case vk::shift:
-            return either(vk::leftShift, vk::rightShift);
-        case vk::control:
-            return either(vk::leftControl, vk::rightControl);
-        case vk::menu:
-            return either(vk::leftMenu, vk::rightMenu);
-        default:
-            return held_.contains(key);
-        }
-    }
-
     bool modifiersAreDown() const
     {
-        std::uint32_t down = isDown(vk::leftWin) || isDown(vk::rightWin) ? platform::modWin : 0;
-        down |= isDown(vk::menu) ? platform::modAlt : 0;
-        down |= isDown(vk::control) ? platform::modCtrl : 0;
-        down |= isDown(vk::shift) ? platform::modShift : 0;
+        std::uint32_t down = held_.isDown(vk::leftWin) || held_.isDown(vk::rightWin) ? platform::modWin : 0;
+        down |= held_.isDown(vk::menu) ? platform::modAlt : 0;
+        down |= held_.isDown(vk::control) ? platform::modCtrl : 0;
+        down |= held_.isDown(vk::shift) ? platform::modShift : 0;
         return (hotkey_.modifiers & ~down) == 0;
     }
 
     const Hotkey hotkey_;
-    std::set<std::uint32_t> held_;
+    test::PressedKeys held_;
     std::atomic<bool> pressed_ = false;
     bool downIsSwallowed_ = false;
 };
@@ -107,16 +92,16 @@ private:
 } // namespace quillo
 
 /// The input's first byte is the hotkey, each further one an event.
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void quillo::fuzz::tryInput(const std::string& input)
 {
-    using namespace quillo;
-    if (size == 0)
-        return 0;
-    const Hotkey hotkey{data[0] & 15U, mainKeys[(data[0] >> 4U) % std::size(mainKeys)]};
+    if (input.empty())
+        return;
+    const auto first = static_cast<unsigned char>(input[0]);
+    const Hotkey hotkey{first & 15U, mainKeys[(first >> 4U) % std::size(mainKeys)]};
     Keyboard keyboard(hotkey);
     Keyboard withoutOtherKeys(hotkey);
-    for (std::size_t i = 1; i < size; ++i) {
-        const platform::KeyEvent event{keys[data[i] & 15U], (data[i] & 16U) != 0};
+    for (const char step : input.substr(1)) {
+        const platform::KeyEvent event{keys[step & 15], (step & 16) != 0};
         const KeyDecision decision = keyboard.send(event);
         KeyDecision expected;
         if (event.virtualKey == hotkey.virtualKey || isModifier(event.virtualKey))
@@ -125,5 +110,4 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
             decision.action == expected.action && decision.swallow == expected.swallow, "other keys change nothing");
     }
     keyboard.releaseAll();
-    return 0;
 }

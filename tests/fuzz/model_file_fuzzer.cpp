@@ -6,6 +6,7 @@
 // much of what it reads. Files that make it crash, or never come to an end, are counted and shown with the place; they
 // fail nothing here, since only a process of its own would keep them from the program.
 
+#include "support/files.h"
 #include "support/temporary_folder.h"
 #include "transcribe/whisper_transcriber.h"
 
@@ -24,7 +25,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <random>
@@ -45,15 +45,9 @@ std::size_t below(Random& random, std::size_t limit)
     return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random);
 }
 
-std::string contentOf(const std::string& path)
+std::uint32_t numberAt(const std::string& bytes, std::size_t offset)
 {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::int32_t numberAt(const std::string& bytes, std::size_t offset)
-{
-    std::int32_t value = 0;
+    std::uint32_t value = 0;
     std::memcpy(&value, bytes.data() + offset, sizeof value);
     return value;
 }
@@ -71,7 +65,7 @@ struct Layout {
         const auto next = [&] {
             numbers.push_back(offset);
             offset += 4;
-            return static_cast<std::size_t>(numberAt(bytes, offset - 4));
+            return std::size_t{numberAt(bytes, offset - 4)};
         };
         for (int i = 0; i < 12; ++i) // magic number, parameters
             next();
@@ -91,22 +85,12 @@ struct Layout {
     }
 };
 
-std::int32_t damagedNumber(Random& random, std::int32_t number)
+std::uint32_t damagedNumber(Random& random, std::uint32_t number)
 {
-    switch (below(random, 6)) {
-    case 0:
-        return static_cast<std::int32_t>(below(random, 16)) - 4;
-    case 1:
-        return number + static_cast<std::int32_t>(below(random, 5)) - 2;
-    case 2:
-        return static_cast<std::int32_t>(static_cast<std::uint32_t>(number) << below(random, 12));
-    case 3:
-        return number / 2;
-    case 4:
-        return static_cast<std::int32_t>(0x80000000U - below(random, 3));
-    default:
-        return static_cast<std::int32_t>(random());
-    }
+    const auto limited = [&random](std::size_t limit) { return static_cast<std::uint32_t>(below(random, limit)); };
+    const std::uint32_t candidates[] = {limited(16) - 4, number + limited(5) - 2, number << limited(12), number / 2,
+        0x80000000U - limited(3), static_cast<std::uint32_t>(random())};
+    return candidates[below(random, std::size(candidates))];
 }
 
 std::string damaged(const Layout& model, Random& random)
@@ -136,7 +120,7 @@ std::string damaged(const Layout& model, Random& random)
             const std::size_t count = below(random, 2) == 0 ? 15 : model.numbers.size();
             const std::size_t offset = model.numbers[below(random, count)];
             if (offset + 4 <= bytes.size()) {
-                const std::int32_t number = damagedNumber(random, numberAt(bytes, offset));
+                const std::uint32_t number = damagedNumber(random, numberAt(bytes, offset));
                 std::memcpy(bytes.data() + offset, &number, sizeof number);
             }
         }
@@ -148,15 +132,9 @@ std::string damaged(const Layout& model, Random& random)
 /// How a child process ended. The values are its exit codes.
 enum Outcome { Refused, Loaded, BrokenPromise, CrashInLibrary, CrashInOurCode };
 
-std::string_view fileNameOf(const char* path)
-{
-    const std::string_view whole = path ? path : "";
-    return whole.substr(whole.find_last_of('/') + 1);
-}
-
 [[noreturn]] void endCrashed(int signal, const char* place, Outcome outcome)
 {
-    dprintf(STDOUT_FILENO, "%s, %s\n", strsignal(signal), place);
+    dprintf(STDOUT_FILENO, "%s, %s\n", strsignal(signal), place ? place : "a function without a name");
     _exit(outcome);
 }
 
@@ -170,16 +148,15 @@ void reportCrash(int signal)
     looking = 1;
     std::array<void*, 64> frames{};
     const int count = backtrace(frames.data(), static_cast<int>(frames.size()));
-    for (int i = 1; i < count; ++i) { // the first is this function
+    for (std::size_t i = 1; i < static_cast<std::size_t>(count); ++i) { // the first is this function
         Dl_info info{};
-        if (dladdr(frames[static_cast<std::size_t>(i)], &info) == 0)
+        if (dladdr(frames[i], &info) == 0 || !info.dli_fname)
             continue;
-        const std::string_view object = fileNameOf(info.dli_fname);
-        const std::string_view function = info.dli_sname ? info.dli_sname : "";
-        if (object.starts_with("libwhisper") || object.starts_with("libggml"))
-            endCrashed(signal, info.dli_sname ? info.dli_sname : "a function without a name", CrashInLibrary);
-        if (object.starts_with("fuzz_") && function.find("ModelFile") == function.npos)
-            endCrashed(signal, info.dli_sname ? info.dli_sname : "a function without a name", CrashInOurCode);
+        if (std::strstr(info.dli_fname, "/libwhisper") || std::strstr(info.dli_fname, "/libggml"))
+            endCrashed(signal, info.dli_sname, CrashInLibrary);
+        const bool isModelFile = info.dli_sname && std::strstr(info.dli_sname, "ModelFile");
+        if (std::strstr(info.dli_fname, "fuzz_model_file") && !isModelFile)
+            endCrashed(signal, info.dli_sname, CrashInOurCode);
     }
     endCrashed(signal, "in a thread of the system's libraries", CrashInLibrary);
 }
@@ -296,8 +273,7 @@ public:
     {
         Random random(seed_ + runs_);
         const std::string path = (folder_.path() / "model.bin").string();
-        const std::string content = damaged(model_, random);
-        std::ofstream(path, std::ios::binary).write(content.data(), static_cast<std::streamsize>(content.size()));
+        test::writeFile(path, damaged(model_, random));
         const ChildReport report = runInChild([&] { return tryFile(path, heard_); });
         count(report);
         ++runs_;
@@ -308,9 +284,10 @@ public:
     /// Prints the counts. True when everything held.
     bool summarise() const
     {
-        std::printf("%llu files: %d refused, %d loaded, %d crashes inside whisper.cpp, %d that took it over %u s, "
-                    "%d findings\n",
-            static_cast<unsigned long long>(runs_), refused_, loaded_, crashes_, endless_, timeLimit, findings_);
+        std::printf("%llu files:", static_cast<unsigned long long>(runs_));
+        for (const auto& [outcome, times] : outcomes_)
+            std::printf(" %d %s;", times, outcome.c_str());
+        std::printf(" %d findings\n", findings_);
         for (const auto& [place, seeds] : places_)
             std::printf("  known limit, %zu times, first with -seed=%llu -runs=1: %s", seeds.size(),
                 static_cast<unsigned long long>(seeds.front()), place.c_str());
@@ -320,34 +297,29 @@ public:
 private:
     void count(const ChildReport& report)
     {
-        const bool exited = WIFEXITED(report.status);
-        const int code = WEXITSTATUS(report.status);
-        if (exited && code == Refused)
-            ++refused_;
-        else if (exited && code == Loaded)
-            ++loaded_;
-        else if (exited && code == CrashInLibrary) {
-            ++crashes_;
+        const int code = WIFEXITED(report.status) ? WEXITSTATUS(report.status) : -WTERMSIG(report.status);
+        if (code == Refused) {
+            ++outcomes_["refused"];
+        } else if (code == Loaded) {
+            ++outcomes_["loaded"];
+        } else if (code == CrashInLibrary) {
+            ++outcomes_["crashed inside whisper.cpp"];
             places_[report.output].push_back(seed_ + runs_);
-        } else if (!exited && WTERMSIG(report.status) == SIGALRM)
-            ++endless_;
-        else {
+        } else if (code == -SIGALRM) {
+            ++outcomes_["took too long"];
+        } else {
             ++findings_;
-            std::printf("FINDING: -seed=%llu -runs=1: exit %d, signal %d: %s\n",
-                static_cast<unsigned long long>(seed_ + runs_), exited ? code : -1,
-                exited ? 0 : WTERMSIG(report.status), report.output.c_str());
+            std::printf("FINDING: -seed=%llu -runs=1: ended with %d: %s\n",
+                static_cast<unsigned long long>(seed_ + runs_), code, report.output.c_str());
         }
     }
 
     const std::uint64_t seed_;
-    const Layout model_{contentOf(miniModel)};
+    const Layout model_{test::contentOf(miniModel)};
     const test::TemporaryFolder folder_;
     const std::string heard_;
     std::uint64_t runs_ = 0;
-    int refused_ = 0;
-    int loaded_ = 0;
-    int crashes_ = 0;
-    int endless_ = 0;
+    std::map<std::string, int> outcomes_;
     int findings_ = 0;
     std::map<std::string, std::vector<std::uint64_t>> places_; // of crashes inside whisper.cpp, with their seeds
 };

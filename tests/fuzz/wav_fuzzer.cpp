@@ -34,16 +34,15 @@ void checkSample(float sample, int code)
 } // namespace quillo
 
 /// The input is samples, repeated so that they go beyond the blocks that the encoder works in.
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void quillo::fuzz::tryInput(const std::string& input)
 {
-    using namespace quillo;
-    std::vector<float> samples(size / sizeof(float));
-    if (!samples.empty())
-        std::memcpy(samples.data(), data, samples.size() * sizeof(float));
-    const std::size_t repeats = size % 4 == 3 && !samples.empty() ? 9000 / samples.size() : 0;
-    const std::vector<float> once = samples;
-    for (std::size_t i = 0; i < repeats; ++i)
-        samples.insert(samples.end(), once.begin(), once.end());
+    std::vector<float> once(input.size() / sizeof(float));
+    if (!once.empty())
+        std::memcpy(once.data(), input.data(), once.size() * sizeof(float));
+    std::vector<float> samples = once;
+    if (input.size() % 4 == 3 && !once.empty())
+        while (samples.size() < 9000)
+            samples.insert(samples.end(), once.begin(), once.end());
 
     const std::vector<std::uint8_t> wav = encodeWav(samples.data(), samples.size());
     require(wav.size() == 44 + 2 * samples.size(), "two bytes for each sample follow the header");
@@ -51,5 +50,4 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     require(numberAt<std::uint32_t>(wav, 40) == wav.size() - 44, "the size of the data is right");
     for (std::size_t i = 0; i < samples.size(); ++i)
         checkSample(samples[i], numberAt<std::int16_t>(wav, 44 + 2 * i));
-    return 0;
 }

@@ -1,14 +1,14 @@
 #include "history/history_store.h"
 
+#include "support/files.h"
+#include "support/posix/full_disk.h"
 #include "support/private_profile.h"
 
 #include <QDateTime>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QLocale>
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,8 +19,6 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <thread>
@@ -44,17 +42,7 @@ protected:
         umask(0); // the worst case for whoever wants to keep a file private
     }
 
-    void write(const std::string& content) const
-    {
-        fs::create_directories(file.parent_path());
-        std::ofstream(file, std::ios::binary) << content;
-    }
-
-    std::string content() const
-    {
-        std::ifstream stream(file, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
+    std::string content() const { return test::contentOf(file); }
 
     const fs::path file = profile.dataRoot() / "Quillo" / "history.json";
 };
@@ -106,37 +94,31 @@ TEST_F(HistoryStoreTest, KeepsTheFiveHundredNewest)
     EXPECT_EQ(kept.back(), "1");
 }
 
-struct StoredFile {
-    const char* name;
-    const char* content;
-    std::vector<HistoryEntry> expected;
-};
-
-class StoredFileTest : public HistoryStoreTest, public testing::WithParamInterface<StoredFile> { };
-
-TEST_P(StoredFileTest, LoadsWhatIsUsableAndTakesAnAppend)
+TEST_F(HistoryStoreTest, LoadsWhatIsUsableAndTakesAnAppend)
 {
-    write(GetParam().content);
-    fs::permissions(file, fs::perms(0644));
-    EXPECT_EQ(HistoryStore::load(), GetParam().expected);
+    struct StoredFile {
+        const char* content;
+        std::vector<HistoryEntry> expected;
+    };
+    const StoredFile files[] = {{"", {}}, {R"({"text":"no list"})", {}}, {R"("no list")", {}},
+        {"\xff\xfe plain words", {}}, {R"([{"timestamp":"Nov 17, 09:05","text":"a"},{"timest)", {}},
+        {R"([ {"text":"a","timestamp":"Nov 17, 09:05"}, 7, {"timestamp":"t"}, {"text":7,"timestamp":null}, [] ])",
+            {{"Nov 17, 09:05", "a"}, {"", ""}, {"t", ""}, {"", ""}, {"", ""}}}};
+    for (const auto& [stored, expected] : files) {
+        SCOPED_TRACE(stored);
+        test::writeFile(file, stored);
+        fs::permissions(file, fs::perms(0644));
+        EXPECT_EQ(HistoryStore::load(), expected);
 
-    HistoryStore::append("new");
-    std::vector<HistoryEntry> appended = HistoryStore::load();
-    ASSERT_THAT(appended, SizeIs(GetParam().expected.size() + 1));
-    EXPECT_EQ(appended.front().text, "new");
-    appended.erase(appended.begin());
-    EXPECT_EQ(appended, GetParam().expected);
-    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
+        HistoryStore::append("new");
+        std::vector<HistoryEntry> appended = HistoryStore::load();
+        ASSERT_THAT(appended, SizeIs(expected.size() + 1));
+        EXPECT_EQ(appended.front().text, "new");
+        appended.erase(appended.begin());
+        EXPECT_EQ(appended, expected);
+        EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Files, StoredFileTest,
-    testing::Values(StoredFile{"Empty", "", {}}, StoredFile{"Object", R"({"text":"no list"})", {}},
-        StoredFile{"Text", R"("no list")", {}}, StoredFile{"NoJson", "\xff\xfe plain words", {}},
-        StoredFile{"CutInTheMiddle", R"([{"timestamp":"Nov 17, 09:05","text":"a"},{"timest)", {}},
-        StoredFile{"OddElements",
-            R"([ {"text":"a","timestamp":"Nov 17, 09:05"}, 7, {"timestamp":"t"}, {"text":7,"timestamp":null}, [] ])",
-            {{"Nov 17, 09:05", "a"}, {"", ""}, {"t", ""}, {"", ""}, {"", ""}}}),
-    [](const auto& tested) { return tested.param.name; });
 
 TEST_F(HistoryStoreTest, ClearingLeavesNothing)
 {
@@ -208,32 +190,15 @@ TEST_F(HistoryStoreTest, ClearingWhileTextsArriveLosesOnlyOlderOnes)
     EXPECT_EQ(numbersFrom(1000).front(), 1999);
 }
 
-/// Runs `work` in a process of its own and returns its id.
-template<typename Work> pid_t inChild(Work work)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        work();
-        _exit(0);
-    }
-    return child;
-}
-
 TEST_F(HistoryStoreTest, FullDiskKeepsTheOldFile)
 {
     for (const std::size_t length : {100U, 100'000U}) { // less than what the toolkit buffers, and more
         HistoryStore::append(std::string(length, 'a'));
         const std::string before = content();
-        const pid_t child = inChild([&before] {
-            std::signal(SIGXFSZ, SIG_IGN); // writing beyond the limit then fails as on a full disk
-            const rlimit limit{before.size() / 2, before.size() / 2};
-            setrlimit(RLIMIT_FSIZE, &limit);
+        {
+            const test::FullDisk disk(before.size() / 2);
             HistoryStore::append("lost");
-        });
-        ASSERT_GT(child, 0);
-        int status = -1;
-        waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+        }
         EXPECT_TRUE(content() == before) << content().size() << " bytes instead of " << before.size();
     }
 }
@@ -246,19 +211,21 @@ TEST_F(HistoryStoreTest, ProcessKilledWhileItAppendsLosesNothingAndDamagesNothin
     int interrupted = 0;
     for (int round = 1; round <= rounds; ++round) {
         if (round % 10 == 1) {
-            write("[]");
+            test::writeFile(file, "[]");
             HistoryStore::append("0 " + std::string(20'000, 'x')); // makes the time of writing longer
         }
         std::array<int, 2> ends{};
         ASSERT_EQ(pipe(ends.data()), 0);
-        const pid_t child = inChild([&ends, round] {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
             for (char i = 0; i < 20; ++i) {
                 HistoryStore::append(std::to_string(round) + ' ' + std::to_string(int{i}));
-                if (::write(ends[1], &i, 1) != 1)
-                    _exit(1);
+                if (write(ends[1], &i, 1) != 1)
+                    break;
             }
-        });
-        ASSERT_GT(child, 0);
+            _exit(0);
+        }
         close(ends[1]);
         std::this_thread::sleep_for(std::chrono::microseconds(microseconds(random)));
         kill(child, SIGKILL);

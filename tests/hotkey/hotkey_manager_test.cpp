@@ -39,17 +39,6 @@ TEST_F(HotkeyManagerTest, ReportsPressAndRelease)
     EXPECT_FALSE(system_.press('A'));
 }
 
-TEST_F(HotkeyManagerTest, TogglePressesCountAndTheirReleasesAreSwallowed)
-{
-    ASSERT_TRUE(HotkeyManager::startToggle(defaultHotkey, [this] { ++presses_; }));
-    system_.press({vk::leftControl, vk::leftShift});
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_TRUE(system_.press(vk::space));
-        EXPECT_TRUE(system_.release(vk::space));
-    }
-    EXPECT_EQ(presses_, 2);
-}
-
 TEST_F(HotkeyManagerTest, SecondStartReplacesTheFirst)
 {
     ASSERT_TRUE(HotkeyManager::start(

@@ -60,19 +60,13 @@ TEST(HotkeyText, FormatsModifiersInFixedOrder)
     EXPECT_EQ(formatHotkey({2, 0xBA}), "Ctrl+0xBA");
 }
 
-TEST(HotkeyText, EveryNamedKeyReadsBack)
+// That they read back: fuzz/hotkey_fuzzer.cpp.
+TEST(HotkeyText, LettersDigitsFunctionKeysAndFifteenOthersHaveNames)
 {
     int named = 0;
-    for (std::uint32_t code = 1; code < 0x100; ++code) {
-        if (keyName(code).starts_with("0x"))
-            continue;
-        ++named;
-        for (std::uint32_t modifiers = 0; modifiers < 16; ++modifiers) {
-            const Hotkey hotkey{modifiers, code};
-            EXPECT_EQ(parseHotkey(formatHotkey(hotkey)), hotkey) << formatHotkey(hotkey);
-        }
-    }
-    EXPECT_EQ(named, 26 + 10 + 15 + 24);
+    for (std::uint32_t code = 1; code < 0x100; ++code)
+        named += keyName(code).starts_with("0x") ? 0 : 1;
+    EXPECT_EQ(named, 26 + 10 + 24 + 15);
 }
 
 TEST(HotkeyAvailability, ReservedCombinationsNeverReachTheSystem)

@@ -1,28 +1,23 @@
 #include "model/model_manager.h"
 #include "net/curl_runtime.h"
+#include "support/eventually.h"
 #include "support/fake_platform.h"
+#include "support/files.h"
+#include "support/posix/full_disk.h"
 #include "support/stand_in_services.h"
 
 #include <gmock/gmock.h>
 #include <netinet/in.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <chrono>
-#include <csignal>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <ostream>
 #include <random>
-#include <stdexcept>
 #include <thread>
 
 namespace quillo::model {
@@ -30,22 +25,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using test::contentOf;
 using test::StandInServices;
+using test::writeFile;
 using namespace std::chrono_literals;
 
 constexpr std::size_t modelSize = 300'001; // half of it is 49.99 %
-
-void write(const fs::path& path, const std::string& content)
-{
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << content;
-}
-
-std::string read(const fs::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 struct Report {
     ModelInfo info;
@@ -110,7 +95,7 @@ protected:
         std::minstd_rand random(7); // NOLINT(*-msc51-cpp): the same content each time
         for (char& byte : content)
             byte = static_cast<char>(random());
-        write(source, content);
+        writeFile(source, content);
     }
     ~Download() override { awaitEnd(); }
 
@@ -136,10 +121,7 @@ protected:
     /// Until all downloads are over and nothing can be reported any more.
     static void awaitEnd()
     {
-        for (const auto deadline = std::chrono::steady_clock::now() + 60s; CurlRuntime::inUse();) {
-            ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "a download does not end";
-            std::this_thread::sleep_for(2ms);
-        }
+        ASSERT_TRUE(test::eventually([] { return !CurlRuntime::inUse(); })) << "a download does not end";
     }
 
     static inline std::unique_ptr<StandInServices> server;
@@ -165,15 +147,15 @@ class DownloadOutcome : public Download, public testing::WithParamInterface<Outc
 
 TEST_P(DownloadOutcome, IsReportedOnceAndLeavesAWholeModelOrTheOldOne)
 {
-    write(one, "old model");
-    write(onePart, std::string(2 * modelSize, 'x')); // of an earlier run that was killed
+    writeFile(one, "old model");
+    writeFile(onePart, std::string(2 * modelSize, 'x')); // of an earlier run that was killed
     server->answer("/one", model(GetParam().answer));
     server->answer("/other", model());
     managerOf(server->url("/one"), 1s).downloadModel("one", reports.receiver());
     awaitEnd();
 
     reports.expectEnd(GetParam().end);
-    EXPECT_TRUE(read(one) == (GetParam().end == ModelStatus::Downloaded ? content : "old model"));
+    EXPECT_TRUE(contentOf(one) == (GetParam().end == ModelStatus::Downloaded ? content : "old model"));
     EXPECT_FALSE(fs::exists(onePart));
     const auto all = reports.soFar();
     EXPECT_EQ(all.size() > 1, GetParam().sizeIsKnown);
@@ -273,7 +255,7 @@ TEST_F(Download, IgnoresUnknownModels)
 
 TEST_F(Download, ReportsAMissingFolderAtOnce)
 {
-    write(models, "a file where the folder should be");
+    writeFile(models, "a file where the folder should be");
     for (const std::size_t count : {1, 2}) {
         managerOf().downloadModel("one", reports.receiver());
         ASSERT_EQ(reports.soFar().size(), count);
@@ -289,46 +271,24 @@ TEST_F(Download, LeavesAloneWhatStandsInItsWay)
     server->answer("/one", model());
     for (const fs::path& obstacle : {onePart, one}) {
         const Reports failed;
-        write(obstacle / "file", "inside");
+        writeFile(obstacle / "file", "inside");
         managerOf().downloadModel("one", failed.receiver());
         awaitEnd();
         failed.expectEnd(ModelStatus::Error);
-        EXPECT_EQ(read(obstacle / "file"), "inside");
+        EXPECT_EQ(contentOf(obstacle / "file"), "inside");
         fs::remove_all(obstacle);
         EXPECT_TRUE(fs::is_empty(models));
     }
 }
 
-/// While it lives, no file of this process can grow beyond a size, as on a full disk.
-class FullDisk {
-public:
-    explicit FullDisk(rlim_t size)
-    {
-        getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit limit{size, before_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FullDisk()
-    {
-        setrlimit(RLIMIT_FSIZE, &before_);
-        std::signal(SIGXFSZ, handler_);
-    }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-
-private:
-    void (*handler_)(int) = std::signal(SIGXFSZ, SIG_IGN); // an error of the write is wanted, not the signal
-    rlimit before_{};
-};
-
 TEST_F(Download, NoticesAFullDisk)
 {
     for (const std::size_t size : {modelSize, std::size_t{300}}) { // while the body arrives; when the file is closed
         const Reports failed;
-        write(source, content.substr(0, size));
+        writeFile(source, content.substr(0, size));
         server->answer("/one", model());
         {
-            const FullDisk disk(100);
+            const test::FullDisk disk(100);
             managerOf().downloadModel("one", failed.receiver());
             awaitEnd();
         }
@@ -357,7 +317,7 @@ TEST_F(Download, RunsOnceAtATimeAndAgainFromItsLastReport)
     EXPECT_TRUE(dropped.soFar().empty());
     retry.expectEnd(ModelStatus::Downloaded);
     EXPECT_EQ(server->requests().size(), requestsBefore + 2);
-    EXPECT_TRUE(read(one) == content);
+    EXPECT_TRUE(contentOf(one) == content);
 }
 
 TEST_F(Download, RunsBesideOthersAndOutlivesItsManager)
@@ -373,28 +333,8 @@ TEST_F(Download, RunsBesideOthersAndOutlivesItsManager)
     awaitEnd();
     reports.expectEnd(ModelStatus::Downloaded);
     other.expectEnd(ModelStatus::Downloaded);
-    EXPECT_TRUE(read(one) == content && read(models / "two.bin") == content);
+    EXPECT_TRUE(contentOf(one) == content && contentOf(models / "two.bin") == content);
     EXPECT_EQ(std::distance(fs::directory_iterator(models), {}), 2);
-}
-
-TEST_F(Download, ThatDiesWithTheProcessLeavesNoModel)
-{
-    server->answer("/one", model(R"("how": "stall-midway")"));
-    const pid_t child = fork();
-    if (child == 0) {
-        managerOf().downloadModel("one", [](const ModelInfo&, int percent) {
-            if (percent == 49)
-                std::raise(SIGKILL);
-        });
-        std::this_thread::sleep_for(60s);
-        std::_Exit(1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
-    EXPECT_TRUE(fs::exists(onePart));
-    EXPECT_FALSE(fs::exists(one));
-    EXPECT_EQ(managerOf().availableModels().front().status, ModelStatus::NotDownloaded);
 }
 
 } // namespace

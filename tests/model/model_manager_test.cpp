@@ -2,13 +2,12 @@
 #include "model/model_manager.h"
 #include "settings/paths.h"
 #include "support/fake_platform.h"
+#include "support/files.h"
 #include "support/temporary_folder.h"
 
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <ostream>
 
@@ -17,25 +16,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using test::contentOf;
+using test::writeFile;
+
 /// Every test has data folders of its own.
 class ModelManagerTest : public testing::Test {
 protected:
     ModelManagerTest() { test::FakePlatform::instance().setDataRoot(root.string()); }
 
-    static void write(const fs::path& path, const std::string& content)
-    {
-        fs::create_directories(path.parent_path());
-        std::ofstream(path, std::ios::binary) << content;
-    }
     void writeModel(const std::string& fileName, std::size_t size = 10) const
     {
-        write(models / fileName, std::string(size, 'm'));
-    }
-    void writeActive(const std::string& content) const { write(activeFile, content); }
-    std::string readActive() const
-    {
-        std::ifstream file(activeFile, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
+        writeFile(models / fileName, std::string(size, 'm'));
     }
 
     /// The listed row of a model.
@@ -85,81 +76,106 @@ TEST_F(ModelManagerTest, ListsFilesWithTheirSizes)
     writeModel("ggml-medium.bin.part", 500);
     writeModel("other.bin", 3);
     fs::create_directories(models / "ggml-tiny.bin" / "inside");
-    write(models / "ggml-tiny.bin" / "file", "not counted");
-    writeActive("base\n");
+    writeFile(models / "ggml-tiny.bin" / "file", "not counted");
+    writeFile(activeFile, "base\n");
     expectStates({{"base", ModelStatus::Active}, {"small", ModelStatus::Downloaded}});
     EXPECT_EQ(listed("base").sizeBytes, 1000U);
     EXPECT_EQ(listed("small").sizeBytes, 7U);
     EXPECT_EQ(manager.usedSpace(), 1000U + 7U + 500U + 3U);
 }
 
-struct ActiveCase {
-    std::string name;
-    std::string content;
-    std::string id;
-    bool active = false; // whether the model "base" is then active
+TEST_F(ModelManagerTest, ReadsTheActiveModelToTheFirstLineEnd)
+{
+    struct Case {
+        const char* content;
+        const char* id;
+        bool active = false; // whether the model "base" is then active
+    };
+    const Case cases[] = {{"base", "base", true}, {"base\n", "base", true}, {"base\r\n", "base", true},
+        {"base\r", "base\r"}, {"base\ntiny\n", "base", true}, {"base \n", "base "}, {"Base", "Base"}, {"huge", "huge"},
+        {"", ""}, {"\nbase", ""}, {"small", "small"}};
+    writeModel("ggml-base.bin");
+    for (const auto& [content, id, active] : cases) {
+        SCOPED_TRACE(content);
+        writeFile(activeFile, content);
+        EXPECT_EQ(manager.activeModelId(), id);
+        expectStates({{"base", active ? ModelStatus::Active : ModelStatus::Downloaded}});
+        EXPECT_EQ(manager.activeModelPath(), active ? modelsDir() + pathSeparator + "ggml-base.bin" : "");
+    }
+}
 
-    friend void PrintTo(const ActiveCase& that, std::ostream* out) { *out << that.name; }
+/// What may lie in a model's place.
+struct Item {
+    std::string name;
+    bool isLink;
+    enum { File, Folder, Nothing, Itself } what; // at the end of the link, if it is one
+
+    bool exists() const { return what == File || what == Folder; }
+
+    friend void PrintTo(const Item& that, std::ostream* out) { *out << that.name; }
 };
 
-class ActiveModelFile : public ModelManagerTest, public testing::WithParamInterface<ActiveCase> { };
+class ItemInPlace : public ModelManagerTest, public testing::WithParamInterface<Item> {
+protected:
+    void put(const Item& item) const
+    {
+        const fs::path target = item.isLink && item.what != Item::Itself ? root / "elsewhere" : place;
+        fs::create_directories(models);
+        if (item.what == Item::File)
+            writeFile(target, "0123456789");
+        if (item.what == Item::Folder)
+            fs::create_directories(target);
+        if (item.isLink)
+            fs::create_symlink(target, place);
+    }
 
-TEST_P(ActiveModelFile, IsReadToTheFirstLineEnd)
+    const fs::path place = models / "ggml-base.bin";
+};
+
+TEST_P(ItemInPlace, IsListedActivatedAndDeletedForWhatItIs)
 {
-    writeModel("ggml-base.bin");
-    writeActive(GetParam().content);
-    EXPECT_EQ(manager.activeModelId(), GetParam().id);
-    expectStates({{"base", GetParam().active ? ModelStatus::Active : ModelStatus::Downloaded}});
-    EXPECT_EQ(manager.activeModelPath(), GetParam().active ? modelsDir() + pathSeparator + "ggml-base.bin" : "");
+    const Item& item = GetParam();
+    const bool isFile = item.what == Item::File;
+    put(item);
+    EXPECT_EQ(manager.setActiveModel("base"), item.exists());
+    EXPECT_EQ(manager.activeModelPath(), item.exists() ? modelsDir() + pathSeparator + "ggml-base.bin" : "");
+    expectStates({{"base", isFile ? ModelStatus::Active : ModelStatus::NotDownloaded}});
+    EXPECT_EQ(listed("base").sizeBytes, isFile ? 10U : findModel("base")->sizeBytes);
+    EXPECT_EQ(manager.usedSpace(), isFile ? 10U : 0U);
+
+    writeFile(activeFile, "base");
+    EXPECT_FALSE(manager.deleteModel("base"));
+    writeFile(activeFile, "tiny");
+    expectStates({{"base", isFile ? ModelStatus::Downloaded : ModelStatus::NotDownloaded}});
+    const bool canBeDeleted = item.what != Item::Folder && (item.exists() || item.isLink);
+    EXPECT_EQ(manager.deleteModel("base"), canBeDeleted);
+    EXPECT_EQ(fs::exists(fs::symlink_status(place)), item.what == Item::Folder);
 }
 
-INSTANTIATE_TEST_SUITE_P(Contents, ActiveModelFile,
-    testing::Values(ActiveCase{"bare", "base", "base", true}, ActiveCase{"lineFeed", "base\n", "base", true},
-        ActiveCase{"carriageReturnLineFeed", "base\r\n", "base", true},
-        ActiveCase{"carriageReturnOnly", "base\r", "base\r"}, ActiveCase{"moreLines", "base\ntiny\n", "base", true},
-        ActiveCase{"trailingBlank", "base \n", "base "}, ActiveCase{"otherCase", "Base", "Base"},
-        ActiveCase{"unknown", "huge", "huge"}, ActiveCase{"empty", "", ""}, ActiveCase{"emptyFirstLine", "\nbase", ""},
-        ActiveCase{"fileAbsent", "small", "small"}),
+INSTANTIATE_TEST_SUITE_P(Items, ItemInPlace,
+    testing::Values(Item{"File", false, Item::File}, Item{"Folder", false, Item::Folder},
+        Item{"Nothing", false, Item::Nothing}, Item{"LinkToFile", true, Item::File},
+        Item{"LinkToFolder", true, Item::Folder}, Item{"LinkToNothing", true, Item::Nothing},
+        Item{"LinkToItself", true, Item::Itself}),
     [](const auto& test) { return test.param.name; });
 
-TEST_F(ModelManagerTest, ActivatesAPresentModelOnly)
-{
-    writeModel("ggml-small.bin");
-    EXPECT_TRUE(manager.setActiveModel("small"));
-    EXPECT_EQ(readActive(), "small");
-    const std::string path = manager.activeModelPath();
-    EXPECT_EQ(path, modelsDir() + pathSeparator + "ggml-small.bin");
-    EXPECT_TRUE(fs::exists(fs::path(std::u8string(path.begin(), path.end()))));
-
-    EXPECT_FALSE(manager.setActiveModel("base")); // no file
-    EXPECT_FALSE(manager.setActiveModel("Small"));
-    EXPECT_FALSE(manager.setActiveModel(""));
-    EXPECT_EQ(readActive(), "small");
-
-    fs::create_directories(models / "ggml-tiny.bin"); // whatever lies there counts
-    EXPECT_TRUE(manager.setActiveModel("tiny"));
-    EXPECT_EQ(readActive(), "tiny");
-    EXPECT_EQ(std::distance(fs::directory_iterator(config), {}), 1) << "no temporary file may stay";
-}
-
-TEST_F(ModelManagerTest, DeletesEverythingButTheActiveModel)
+TEST_F(ModelManagerTest, ActivatesAndDeletesOnlyWhatIsAsked)
 {
     for (const char* file : {"ggml-small.bin", "ggml-base.bin", "ggml-base.bin.part"})
         writeModel(file);
-    fs::create_directories(models / "ggml-medium.bin");
-    ASSERT_TRUE(manager.setActiveModel("small"));
+    EXPECT_TRUE(manager.setActiveModel("small"));
+    const std::string path = manager.activeModelPath();
+    EXPECT_TRUE(fs::exists(fs::path(std::u8string(path.begin(), path.end()))));
+    for (const char* unknown : {"Small", "huge", "", "../models/ggml-base.bin"}) {
+        EXPECT_FALSE(manager.setActiveModel(unknown));
+        EXPECT_FALSE(manager.deleteModel(unknown));
+    }
+    EXPECT_EQ(contentOf(activeFile), "small");
+    EXPECT_EQ(std::distance(fs::directory_iterator(config), {}), 1) << "no temporary file may stay";
 
-    EXPECT_FALSE(manager.deleteModel("small"));
     EXPECT_TRUE(manager.deleteModel("base"));
-    EXPECT_FALSE(manager.deleteModel("base"));
-    EXPECT_FALSE(manager.deleteModel("huge"));
-    EXPECT_FALSE(manager.deleteModel("medium")) << "a folder is no model file";
     expectStates({{"small", ModelStatus::Active}});
     EXPECT_TRUE(fs::exists(models / "ggml-base.bin.part"));
-
-    fs::remove(models / "ggml-small.bin");
-    EXPECT_FALSE(manager.deleteModel("small")) << "the active id is refused whether or not there is a file";
-    expectStates({});
 }
 
 TEST_F(ModelManagerTest, AsksTheVolumeOfTheModelsFolder)
@@ -167,13 +183,13 @@ TEST_F(ModelManagerTest, AsksTheVolumeOfTheModelsFolder)
     EXPECT_EQ(manager.freeSpace() > 0, fs::space(root).available > 0);
     EXPECT_TRUE(fs::is_directory(models));
     fs::remove_all(models.parent_path());
-    write(models.parent_path(), "a file in the way");
+    writeFile(models.parent_path(), "a file in the way");
     EXPECT_EQ(manager.freeSpace(), 0U);
 }
 
 TEST_F(ModelManagerTest, TakesWhatItCannotReadForAbsent)
 {
-    write(models, "a file where the folder should be");
+    writeFile(models, "a file where the folder should be");
     fs::create_directories(activeFile);
     expectStates({});
     EXPECT_EQ(manager.activeModelId(), "");

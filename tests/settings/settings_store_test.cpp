@@ -1,24 +1,22 @@
 #include "settings/settings_store.h"
 
+#include "support/files.h"
+#include "support/posix/full_disk.h"
 #include "support/private_profile.h"
 
 #include <QSettings>
 #include <QStringList>
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <ostream>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -88,12 +86,6 @@ protected:
     const fs::path file = folder / "Quillo.ini";
 };
 
-unsigned modeOf(const fs::path& path)
-{
-    struct stat status { };
-    return stat(path.c_str(), &status) == 0 ? status.st_mode & 0777U : 0U;
-}
-
 /// Two values of a field's type that the file format could get wrong.
 std::vector<std::string> samples(const std::string&)
 {
@@ -138,9 +130,7 @@ TEST_F(SettingsStoreTest, TheTableHasEveryFieldAndTheFileEveryKey)
         testing::UnorderedElementsAre("hotkey", "toggleMode", "maxRecordingMinutes", "inputDeviceId", "vadSensitivity",
             "soundOnStart", "soundOnComplete", "transcriptionSource", "openaiEnabled", "openaiKey", "mistralEnabled",
             "mistralKey", "theme", "overlayPosition", "overlayOpacity"));
-    std::stringstream content;
-    content << std::ifstream(file).rdbuf();
-    EXPECT_THAT(content.str(), testing::HasSubstr("vadSensitivity=0.25\n"));
+    EXPECT_THAT(test::contentOf(file), testing::HasSubstr("vadSensitivity=0.25\n"));
 }
 
 TEST_F(SettingsStoreTest, NothingStoredGivesTheDefaultsAndCreatesNothing)
@@ -166,8 +156,7 @@ class StoredFileTest : public SettingsStoreTest, public testing::WithParamInterf
 
 TEST_P(StoredFileTest, ReadsAsTheToolkitConvertsIt)
 {
-    fs::create_directories(folder);
-    std::ofstream(file, std::ios::binary) << GetParam().content;
+    test::writeFile(file, GetParam().content);
     EXPECT_EQ(SettingsStore::load(), GetParam().expected);
 }
 
@@ -197,12 +186,11 @@ TEST_F(SettingsStoreTest, FolderInPlaceOfTheFileCountsAsNothing)
 
 TEST_F(SettingsStoreTest, SavingTakesAwayWhatOthersMayDo)
 {
-    fs::create_directories(folder);
-    std::ofstream(file) << "[General]\nfont=7\n";
+    test::writeFile(file, "[General]\nfont=7\n");
     fs::permissions(file, fs::perms(0666));
 
     SettingsStore::save(everythingElse);
-    EXPECT_EQ(modeOf(file), 0600U);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
     EXPECT_EQ(toolkitStore().value("font").toString(), "7"); // a foreign entry stays
 }
 
@@ -216,11 +204,12 @@ TEST_F(SettingsStoreTest, NewFileIsNeverReadableByOthers)
         }
         done = true;
     });
-    unsigned seen = 0;
+    fs::perms seen = fs::perms::none;
     while (!done)
-        seen |= modeOf(file);
+        if (const fs::file_status status = fs::status(file); fs::exists(status))
+            seen |= status.permissions();
     saver.join();
-    EXPECT_EQ(seen, 0600U);
+    EXPECT_EQ(seen, fs::perms(0600));
 }
 
 TEST_F(SettingsStoreTest, FullDiskKeepsTheOldFile)
@@ -229,9 +218,7 @@ TEST_F(SettingsStoreTest, FullDiskKeepsTheOldFile)
     const pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        std::signal(SIGXFSZ, SIG_IGN); // writing beyond the limit then fails as on a full disk
-        const rlimit limit{fs::file_size(file) / 2, fs::file_size(file) / 2};
-        setrlimit(RLIMIT_FSIZE, &limit);
+        const test::FullDisk disk(fs::file_size(file) / 2);
         SettingsStore::save(defaults);
         _exit(0);
     }

@@ -1,25 +1,18 @@
 #include "support/stand_in_services.h"
 
+#include "support/eventually.h"
+#include "support/files.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <chrono>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
 
 namespace quillo::test {
 
 namespace {
-
-std::string content(const std::filesystem::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 std::string text(const QJsonValue& value)
 {
@@ -35,7 +28,7 @@ StandInServices::Request parseRequest(const std::string& line, const std::filesy
         request.headers[header.key().toStdString()] = text(header.value());
     for (const QJsonValue part : object["parts"].toArray())
         request.parts.push_back(
-            {text(part["name"]), text(part["fileName"]), text(part["type"]), content(folder / text(part["file"]))});
+            {text(part["name"]), text(part["fileName"]), text(part["type"]), contentOf(folder / text(part["file"]))});
     return request;
 }
 
@@ -52,35 +45,26 @@ StandInServices::StandInServices(Transport transport)
     server_.emplace("python3 '" QUILLO_STAND_IN_SERVICES "' . --until-stdin-closes > log 2>&1"
             + std::string(isTls ? " --cert cert.pem --key key.pem" : ""),
         folder_.path());
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!std::filesystem::exists(folder_.path() / "port")) {
-        if (std::chrono::steady_clock::now() > deadline)
-            throw std::runtime_error("the stand-in services do not start: " + content(folder_.path() / "log"));
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    root_ = (isTls ? "https://127.0.0.1:" : "http://127.0.0.1:") + content(folder_.path() / "port");
+    if (!eventually([this] { return std::filesystem::exists(folder_.path() / "port"); }))
+        throw std::runtime_error("the stand-in services do not start: " + contentOf(folder_.path() / "log"));
+    root_ = (isTls ? "https://127.0.0.1:" : "http://127.0.0.1:") + contentOf(folder_.path() / "port");
 }
 
 void StandInServices::answer(const std::string& path, const std::string& json)
 {
     answers_[path] = json;
-    const auto file = folder_.path() / "answers.json";
+    std::string members;
+    for (const auto& [key, value] : answers_)
+        members.append(members.empty() ? "\"" : ",\n\"").append(key).append("\": ").append(value);
     const auto temporary = folder_.path() / "answers.new";
-    std::ofstream output(temporary, std::ios::binary);
-    const char* separator = "{";
-    for (const auto& [key, value] : answers_) {
-        output << separator << '"' << key << "\": " << value;
-        separator = ",\n";
-    }
-    output << "}\n";
-    output.close();
-    std::filesystem::rename(temporary, file);
+    writeFile(temporary, "{" + members + "}\n");
+    std::filesystem::rename(temporary, folder_.path() / "answers.json");
 }
 
 std::vector<StandInServices::Request> StandInServices::requests() const
 {
     std::vector<Request> requests;
-    std::istringstream lines(content(folder_.path() / "requests.jsonl"));
+    std::istringstream lines(contentOf(folder_.path() / "requests.jsonl"));
     for (std::string line; std::getline(lines, line);)
         if (!lines.eof()) // the last line may still be under way
             requests.push_back(parseRequest(line, folder_.path()));

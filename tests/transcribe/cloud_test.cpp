@@ -1,6 +1,7 @@
 #include "transcribe/cloud_transcriber.h"
 
 #include "base/log.h"
+#include "support/eventually.h"
 #include "support/stand_in_services.h"
 #include "transcribe/wav.h"
 
@@ -18,6 +19,7 @@ namespace quillo {
 
 namespace {
 
+using test::eventually;
 using test::StandInServices;
 using testing::HasSubstr;
 using testing::UnorderedElementsAre;
@@ -52,16 +54,6 @@ private:
     std::condition_variable changed_;
     std::vector<Report> reports_;
 };
-
-template<typename Condition> bool eventually(Condition condition)
-{
-    for (const auto deadline = std::chrono::steady_clock::now() + 60s; std::chrono::steady_clock::now() < deadline;) {
-        if (condition())
-            return true;
-        std::this_thread::sleep_for(2ms);
-    }
-    return false;
-}
 
 std::string bytesOf(const std::vector<float>& samples)
 {

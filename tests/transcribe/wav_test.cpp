@@ -67,11 +67,4 @@ TEST(Wav, AnotherProgramReadsTheSameSamples)
     EXPECT_TRUE(test::shellOutput("sox audio.wav -t s16 -", folder.path()) == expected);
 }
 
-TEST(Wav, TurnsWhatIsNotANumberIntoSomeValidSample)
-{
-    const float sample = std::numeric_limits<float>::quiet_NaN();
-    const std::vector<std::uint8_t> wav = encodeWav(&sample, 1);
-    EXPECT_EQ(static_cast<std::int16_t>(wav[44] | wav[45] << 8), -32767);
-}
-
 } // namespace quillo

@@ -1,4 +1,5 @@
 #include "base/log.h"
+#include "support/files.h"
 #include "support/speech.h"
 #include "support/temporary_folder.h"
 #include "transcribe/whisper_transcriber.h"
@@ -10,9 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
 #include <ostream>
 #include <thread>
 
@@ -86,26 +84,19 @@ TEST_F(WhisperTranscriberTest, HasNoModelAfterAFailedLoad)
     EXPECT_EQ(transcriber.transcribe(), " thank you");
 }
 
-struct LengthCase {
-    std::size_t samples;
-    std::string reported;
-};
-
-class ReportedLength : public WhisperTranscriberTest, public testing::WithParamInterface<LengthCase> { };
-
-TEST_P(ReportedLength, IsAtLeastOneSecond)
+TEST_F(WhisperTranscriberTest, TakesAtLeastOneSecond)
 {
+    const std::pair<std::size_t, std::string> lengths[] = {{1, "16000 samples (1.0"}, {8000, "16000 samples (1.0"},
+        {16000, "16000 samples (1.0"}, {48000, "48000 samples (3.0"}};
     loadMiniModel();
-    add(std::vector<float>(GetParam().samples));
-    std::string text = "unset";
-    EXPECT_EQ(verboseLinesOf([&] { text = transcriber.transcribe(); }),
-        "[Quillo] Transcribing " + GetParam().reported + " seconds)...\n[Quillo] Transcription: \"\"\n");
-    EXPECT_EQ(text, "");
+    for (const auto& [samples, reported] : lengths) {
+        add(std::vector<float>(samples));
+        std::string text = "unset";
+        EXPECT_EQ(verboseLinesOf([&] { text = transcriber.transcribe(); }),
+            "[Quillo] Transcribing " + reported + " seconds)...\n[Quillo] Transcription: \"\"\n");
+        EXPECT_EQ(text, "");
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Lengths, ReportedLength,
-    testing::Values(LengthCase{1, "16000 samples (1.0"}, LengthCase{8000, "16000 samples (1.0"},
-        LengthCase{16000, "16000 samples (1.0"}, LengthCase{48000, "48000 samples (3.0"}));
 
 TEST(WhisperTranscriberDeathTest, ListsComputeDevicesAtTheFirstLoadOnly)
 {
@@ -120,66 +111,64 @@ TEST(WhisperTranscriberDeathTest, ListsComputeDevicesAtTheFirstLoadOnly)
     EXPECT_EXIT(loadTwice(), testing::ExitedWithCode(0), "");
 }
 
-/// The mini model as bytes.
-const std::string& modelBytes()
-{
-    static const std::string bytes = [] {
-        std::ifstream file(miniModel, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(file), {});
-    }();
-    return bytes;
-}
+/// The mini model, and where its parts begin.
+struct MiniModel {
+    const std::string bytes = test::contentOf(miniModel);
+    const std::size_t vocabulary =
+        48 + 8 + numberAt(48) * numberAt(52) * sizeof(float); // behind parameters and filters
+    const std::size_t tensors = endOfVocabulary();
 
-std::size_t numberAt(std::size_t offset)
-{
-    std::uint32_t value = 0;
-    std::memcpy(&value, modelBytes().data() + offset, sizeof value);
-    return value;
-}
-
-/// Behind the magic number, eleven parameters and the filters.
-std::size_t vocabularyOffset()
-{
-    return 48 + 8 + numberAt(48) * numberAt(52) * sizeof(float);
-}
-
-std::size_t tensorOffset()
-{
-    std::size_t offset = vocabularyOffset() + 4;
-    for (std::size_t words = numberAt(vocabularyOffset()); words > 0; --words)
-        offset += 4 + numberAt(offset);
-    return offset;
-}
+    std::size_t numberAt(std::size_t offset) const
+    {
+        std::uint32_t value = 0;
+        std::memcpy(&value, bytes.data() + offset, sizeof value);
+        return value;
+    }
+    std::size_t endOfVocabulary() const
+    {
+        std::size_t offset = vocabulary + 4;
+        for (std::size_t words = numberAt(vocabulary); words > 0; --words)
+            offset += 4 + numberAt(offset);
+        return offset;
+    }
+};
 
 struct DamageCase {
     std::string name;
-    std::function<std::string()> content;
+    std::string (*damaged)(const MiniModel& model);
 
     friend void PrintTo(const DamageCase& that, std::ostream* out) { *out << that.name; }
 };
 
-DamageCase cutOff(const std::string& name, std::function<std::size_t()> length)
+/// With another number in place of the one at an offset.
+std::string withNumber(std::string bytes, std::size_t offset, std::int32_t number)
 {
-    return {name, [length = std::move(length)] { return modelBytes().substr(0, length()); }};
+    std::memcpy(bytes.data() + offset, &number, sizeof number);
+    return bytes;
 }
 
-/// Another number in place of the one at an offset.
-DamageCase withNumber(const std::string& name, std::function<std::size_t()> offset, std::int32_t number)
-{
-    return {name,
-        [offset = std::move(offset), number] {
-            std::string bytes = modelBytes();
-            std::memcpy(bytes.data() + offset(), &number, sizeof number);
-            return bytes;
-        }};
-}
+const DamageCase damages[] = {
+    {"empty", [](const MiniModel&) { return std::string(); }},
+    {"webPage", [](const MiniModel&) { return std::string("<!DOCTYPE html><html><body>404</body></html>\n"); }},
+    {"magicNumberOnly", [](const MiniModel& model) { return model.bytes.substr(0, 4); }},
+    {"inTheFilters", [](const MiniModel& model) { return model.bytes.substr(0, 60); }},
+    {"inTheVocabulary", [](const MiniModel& model) { return model.bytes.substr(0, model.tensors - 40); }},
+    {"beforeTheTensors", [](const MiniModel& model) { return model.bytes.substr(0, model.tensors); }},
+    {"half", [](const MiniModel& model) { return model.bytes.substr(0, model.bytes.size() / 2); }},
+    {"lastByteMissing", [](const MiniModel& model) { return model.bytes.substr(0, model.bytes.size() - 1); }},
+    {"byteMissingInTheTensors", [](const MiniModel& model) { return std::string(model.bytes).erase(1'000'000, 1); }},
+    {"tensorOfManyDimensions", [](const MiniModel& model) { return withNumber(model.bytes, model.tensors, 1000); }},
+    {"noAttentionHeads", [](const MiniModel& model) { return withNumber(model.bytes, 16, 0); }},
+    {"headsThatDoNotDivideTheState", [](const MiniModel& model) { return withNumber(model.bytes, 32, 7); }},
+    {"unknownFormat", [](const MiniModel& model) { return withNumber(model.bytes, 44, 100); }},
+    {"tooManyLayersForTheFile", [](const MiniModel& model) { return withNumber(model.bytes, 20, 50'000'000); }},
+};
 
 class DamagedModel : public WhisperTranscriberTest, public testing::WithParamInterface<DamageCase> { };
 
 TEST_P(DamagedModel, IsAFailureAndNothingWorse)
 {
-    std::ofstream(path, std::ios::binary) << GetParam().content();
-
+    test::writeFile(path, GetParam().damaged(MiniModel()));
     testing::internal::CaptureStderr();
     const bool loaded = transcriber.loadModel(path.string());
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "whisper.cpp must be kept quiet";
@@ -188,31 +177,15 @@ TEST_P(DamagedModel, IsAFailureAndNothingWorse)
     EXPECT_EQ(transcriber.transcribe(), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, DamagedModel,
-    testing::Values(cutOff("empty", [] { return 0U; }),
-        DamageCase{"webPage", [] { return "<!DOCTYPE html><html><body>404</body></html>\n"; }},
-        cutOff("magicNumberOnly", [] { return 4U; }), cutOff("inTheFilters", [] { return 60U; }),
-        cutOff("at2KiB", [] { return 2048U; }), cutOff("inTheVocabulary", [] { return tensorOffset() - 40; }),
-        cutOff("beforeTheTensors", tensorOffset), cutOff("half", [] { return modelBytes().size() / 2; }),
-        cutOff("lastByteMissing", [] { return modelBytes().size() - 1; }),
-        DamageCase{"byteMissingInTheTensors",
-            [] { return modelBytes().substr(0, 1'000'000) + modelBytes().substr(1'000'001); }},
-        withNumber("tensorOfManyDimensions", tensorOffset, 1000),
-        withNumber(
-            "noAttentionHeads", [] { return 16U; }, 0),
-        withNumber(
-            "headsThatDoNotDivideTheState", [] { return 32U; }, 7),
-        withNumber(
-            "unknownFormat", [] { return 44U; }, 100),
-        withNumber(
-            "tooManyLayersForTheFile", [] { return 20U; }, 50'000'000)),
-    [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Files, DamagedModel, testing::ValuesIn(damages), [](const auto& test) { return test.param.name; });
 
 TEST_F(WhisperTranscriberTest, ReportsAnExceptionOfWhisper)
 {
     // An empty vocabulary is accepted, but the recognition looks for a word in it.
-    std::ofstream(path, std::ios::binary)
-        << modelBytes().substr(0, vocabularyOffset()) << std::string(4, '\0') << modelBytes().substr(tensorOffset());
+    const MiniModel model;
+    test::writeFile(
+        path, model.bytes.substr(0, model.vocabulary) + std::string(4, '\0') + model.bytes.substr(model.tensors));
     ASSERT_TRUE(transcriber.loadModel(path.string()));
     add(std::vector<float>(16000));
     testing::internal::CaptureStderr();

@@ -2,6 +2,8 @@
 #include "ui/overlay/overlay_widget.h"
 #include "ui/overlay/placement.h"
 
+#include "support/top_level.h"
+
 #include <QApplication>
 #include <QLabel>
 #include <QPropertyAnimation>
@@ -22,10 +24,7 @@ constexpr int longerThanPasted = 1'200; // ms: 750 shown and 200 fading, and som
 
 OverlayWidget* findWidget()
 {
-    for (QWidget* widget : QApplication::topLevelWidgets())
-        if (auto* const overlay = qobject_cast<OverlayWidget*>(widget))
-            return overlay;
-    return nullptr;
+    return test::topLevel<OverlayWidget>().value(0);
 }
 
 QImage picture(OverlayWidget& widget)
@@ -45,42 +44,31 @@ bool alike(const QColor& a, const QColor& b, int tolerance = 2)
 
 const QColor recordingColor("#7c6aef");
 
-struct StateLook {
-    int state;
-    QColor background;
-    QColor accent;
-};
-
-void PrintTo(const StateLook& look, std::ostream* out)
+TEST(Overlay, ColoursBelongToTheState)
 {
-    *out << "state " << look.state;
-}
-
-class OverlayColors : public testing::TestWithParam<StateLook> { };
-
-TEST_P(OverlayColors, BelongToTheState)
-{
-    const StateLook& look = GetParam();
+    struct Look {
+        int state;
+        QColor background;
+        QColor accent;
+    };
+    const QColor neutral(0x1a, 0x1b, 0x2e, 230);
+    const Look looks[] = {{0, neutral, "#363750"}, {1, QColor(0x1e, 0x19, 0x3c, 240), "#7c6aef"},
+        {2, neutral, "#363750"}, {3, QColor(0x1a, 0x3a, 0x2a, 240), "#4ade80"},
+        {4, QColor(0x2a, 0x15, 0x15, 240), "#f87171"}, {77, neutral, "#363750"}};
     OverlayWidget widget;
-    widget.setState(OverlayState::Error);
-    widget.setState(static_cast<OverlayState>(look.state));
-    const QImage image = picture(widget);
-
-    EXPECT_TRUE(alike(image.pixelColor(100, 6), look.background)) << image.pixelColor(100, 6).name().toStdString();
-    // Three quarters of the outermost row are covered by the outline.
-    QColor edge = look.accent;
-    edge.setAlpha(191);
-    EXPECT_TRUE(alike(image.pixelColor(100, 0), edge)) << image.pixelColor(100, 0).name().toStdString();
-    EXPECT_EQ(image.pixelColor(0, 0).alpha(), 0);
-    const bool dot = !alike(image.pixelColor(183, 28), look.background);
-    EXPECT_EQ(dot, look.state == 1);
+    for (auto [state, background, edge] : looks) {
+        SCOPED_TRACE(state);
+        widget.setState(OverlayState::Error);
+        widget.setState(static_cast<OverlayState>(state));
+        const QImage image = picture(widget);
+        EXPECT_TRUE(alike(image.pixelColor(100, 6), background)) << image.pixelColor(100, 6).name().toStdString();
+        edge.setAlpha(191); // three quarters of the outermost row are covered by the outline
+        EXPECT_TRUE(alike(image.pixelColor(100, 0), edge)) << image.pixelColor(100, 0).name().toStdString();
+        EXPECT_EQ(image.pixelColor(0, 0).alpha(), 0);
+        const bool dot = !alike(image.pixelColor(183, 28), background);
+        EXPECT_EQ(dot, state == 1);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(States, OverlayColors,
-    testing::Values(StateLook{0, QColor(0x1a, 0x1b, 0x2e, 230), "#363750"},
-        StateLook{1, QColor(0x1e, 0x19, 0x3c, 240), "#7c6aef"}, StateLook{2, QColor(0x1a, 0x1b, 0x2e, 230), "#363750"},
-        StateLook{3, QColor(0x1a, 0x3a, 0x2a, 240), "#4ade80"}, StateLook{4, QColor(0x2a, 0x15, 0x15, 240), "#f87171"},
-        StateLook{77, QColor(0x1a, 0x1b, 0x2e, 230), "#363750"}));
 
 // How far the level bar reaches to the right of its left end, in pixels; it lies 3 to 5 pixels above the lower edge.
 int barWidth(OverlayWidget& widget)
@@ -94,14 +82,10 @@ int barWidth(OverlayWidget& widget)
 
 TEST(Overlay, LevelBarIsProportionalAndClamped)
 {
-    struct Case {
-        int level;
-        int width;
-    };
+    const std::pair<int, int> widths[] = {{-3, 0}, {0, 0}, {10, 17}, {40, 71}, {50, 89}, {100, 178}, {150, 178}};
     OverlayWidget widget;
     widget.setState(OverlayState::Listening);
-    for (const auto& [level, width] :
-        {Case{-3, 0}, Case{0, 0}, Case{10, 17}, Case{40, 71}, Case{50, 89}, Case{100, 178}, Case{150, 178}}) {
+    for (const auto& [level, width] : widths) {
         widget.setLevel(level);
         EXPECT_NEAR(barWidth(widget), width, 2) << "level " << level;
     }

@@ -38,11 +38,6 @@ class Changes(SettingsTest):
     def expect_recognised(self):
         self.expect_paste("the quick brown fox jumps over the lazy dog")
 
-    def dictate(self, text):
-        self.editor.clear()
-        self.hold_and_speak(text)
-        self.expect_paste(text)
-
     def test_model_file_changes_while_recognising(self):
         def delete():
             self.file.unlink()
@@ -70,8 +65,7 @@ class Changes(SettingsTest):
 
     def test_model_activated_while_recognising(self):
         self.desktop.install_model("tiny", MODEL)
-        active = self.desktop.data_dir / "config/active_model.txt"
-        active.write_text("base")
+        self.active_model_file.write_text("base")
         self.start_tray()
         self.dictate("hello world")
         window = self.choose_settings()
@@ -79,7 +73,7 @@ class Changes(SettingsTest):
         self.freeze_in_recognition()
         self.screen.click(button.x + button.width // 2, button.y + 4)
         self.thaw()
-        wait_until(lambda: active.read_text() == "tiny", "the model is not active")
+        self.wait_for_active_model("tiny")
         wait_until(lambda: self.quillo.count("Transcription: ") == self.quillo.count("Transcribing"), "no end")
         self.assertEqual(self.quillo.count('" the quick brown fox jumps over the lazy dog"'), 1)
         self.close_settings()

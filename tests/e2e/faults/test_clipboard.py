@@ -22,11 +22,6 @@ class Clipboard(DesktopTest):
         self.other.send(command + "\n")
         self.other.wait_for_line("^ok")
 
-    def dictate(self, text):
-        self.editor.clear()
-        self.hold_and_speak(text)
-        self.expect_paste(text)
-
     def test_owner_that_never_answers_loses_the_clipboard(self):
         for _ in range(2):
             self.tell_other("own")

@@ -7,9 +7,8 @@ import unittest
 
 import common  # noqa: F401
 import private_network
-from support import ACCENT, HOTKEY, MODEL, SET_ACTIVE_BUTTON, SettingsTest, wait_until
+from support import HOTKEY, MODEL, SET_ACTIVE_BUTTON, SettingsTest, wait_until
 
-TINY = "huggingface.co/ggerganov/whisper.cpp/resolve/main/ggml-tiny.bin"
 OTHER_HOTKEY = ("Control_L", "Alt_L", "d")
 
 
@@ -100,7 +99,6 @@ class SmallDisk(private_network.ServicesTest, SettingsTest):
 
     def test_active_model(self):
         self.desktop.install_model("base", MODEL)
-        active = self.desktop.data_dir / "config/active_model.txt"
         self.start()
         self.dictate_into_history("thank you", [])
         window = self.choose_settings()
@@ -114,30 +112,9 @@ class SmallDisk(private_network.ServicesTest, SettingsTest):
         self.free()
         window = self.choose_settings()
         self.click_button(SET_ACTIVE_BUTTON, window)
-        wait_until(lambda: active.read_text() == "tiny", lambda: "the model is not active")
+        self.wait_for_active_model("tiny")
         self.close_settings()
         self.dictate("thank you")
-        self.choose_quit()
-
-    def test_download(self):
-        self.desktop.remove_models()
-        models = self.desktop.data_dir / "models"
-        models.mkdir(parents=True)
-        self.services.answer_all({TINY: {"file": str(MODEL)}})
-        self.start()
-        window = self.choose_settings()
-        for attempt, spare in enumerate([4 << 20, 0], 1):
-            with self.subTest(spare=spare):
-                self.fill(spare)
-                self.click_button(ACCENT, window)
-                wait_until(lambda: len(self.services.requests()) == attempt, "no request")
-                wait_until(lambda: not list(models.iterdir()), lambda: f"left behind: {list(models.iterdir())}")
-                self.free()
-        self.click_button(ACCENT, window)
-        self.click_button(SET_ACTIVE_BUTTON, window)
-        self.assertEqual((models / "ggml-tiny.bin").read_bytes(), MODEL.read_bytes())
-        self.close_settings()
-        self.dictate("hello world")
         self.choose_quit()
 
     def test_read_only(self):

@@ -1,8 +1,5 @@
 """A remote service that is slow, silent, untruthful or gone, at each phase of a request; the local model takes over."""
 
-import contextlib
-import socket
-import threading
 import unittest
 
 import common
@@ -65,30 +62,6 @@ class Answers(private_network.ServicesTest, Cloud):
         self.expect_dictations({fault: (giving(answer), text) for fault, (answer, text) in faults.items()})
 
 
-class FaultyTunnel:
-    """A proxy, through which the services are reached, that misbehaves while a connection is made."""
-
-    def __init__(self):
-        self.behave = None
-        self._listener = socket.create_server(("127.0.0.1", 0))
-        threading.Thread(target=self._accept, daemon=True).start()
-
-    @property
-    def url(self):
-        return "http://127.0.0.1:%d" % self._listener.getsockname()[1]
-
-    def stop_listening(self):
-        self._listener.shutdown(socket.SHUT_RDWR)
-        self._listener.close()
-
-    def _accept(self):
-        with contextlib.suppress(OSError):  # stopped listening
-            while True:
-                connection, _ = self._listener.accept()
-                with connection, contextlib.suppress(OSError):
-                    self.behave(connection)
-
-
 def open_tunnel(connection):
     connection.recv(4096)
     connection.sendall(b"HTTP/1.1 200 Connection established\r\n\r\n")
@@ -107,19 +80,17 @@ def answer_in_clear(connection):
 
 class Connections(Cloud):
     def test_connections(self):
-        tunnel = FaultyTunnel()
-        self.desktop.env["https_proxy"] = tunnel.url
-        self.addCleanup(self.desktop.env.pop, "https_proxy")
+        proxy = self.use_proxy(None)
         phases = {
             "closes at once": lambda connection: None,
             "closes during the handshake": close_in_handshake,
             "speaks no TLS": answer_in_clear,
         }
         faults = {
-            name: (lambda behaviour=behaviour: setattr(tunnel, "behave", behaviour), SPOKEN)
+            name: (lambda behaviour=behaviour: setattr(proxy, "behave", behaviour), SPOKEN)
             for name, behaviour in phases.items()
         }
-        self.expect_dictations(faults | {"refuses connections": (tunnel.stop_listening, SPOKEN)})
+        self.expect_dictations(faults | {"refuses connections": (proxy.close, SPOKEN)})
 
 
 if __name__ == "__main__":

@@ -1,14 +1,12 @@
 #pragma once
 
+#include "support/eventually.h"
+
 #include <gtest/gtest.h> // before Xlib, whose macros it would not survive
 
 #include <bitset>
-#include <chrono>
-#include <functional>
 #include <memory>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include <X11/Xlib.h>
 #include <X11/extensions/XInput.h>
@@ -30,17 +28,7 @@ private:
     std::string display_;
 };
 
-/// Polls until the condition holds; false when it has not within half a minute.
-template<class Condition> bool eventually(Condition condition)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
+using test::eventually;
 
 /// A user at the keyboard. Keys are named by keysym: "+Control_L +a -a -Control_L".
 class Typist {

@@ -13,7 +13,6 @@
 #include <future>
 #include <memory>
 #include <thread>
-#include <tuple>
 #include <utility>
 #include <vector>
 

@@ -14,8 +14,6 @@
 
 #include <gmock/gmock.h>
 
-#include <limits>
-
 namespace quillo {
 namespace {
 

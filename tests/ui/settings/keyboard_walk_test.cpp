@@ -7,6 +7,7 @@
 
 #include "support/fake_platform.h"
 #include "support/fake_portaudio.h"
+#include "support/files.h"
 #include "support/private_profile.h"
 
 #include <QAccessible>
@@ -18,8 +19,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <vector>
 
 namespace quillo {
@@ -57,9 +56,8 @@ protected:
     KeyboardWalk()
     {
         test::FakePlatform::instance().setDataRoot(profile.dataRoot().string());
-        std::filesystem::create_directories(pathFromUtf8(modelsDir()));
         for (const char* file : {"ggml-tiny.bin", "ggml-base.bin"})
-            std::ofstream(pathFromUtf8(modelsDir()) / file) << "content";
+            test::writeFile(pathFromUtf8(modelsDir()) / file, "content");
         models.setActiveModel("base");
         dialog.populateModels(&models);
         dialog.setAudioCapture(&capture);

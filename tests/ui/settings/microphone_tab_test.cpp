@@ -5,12 +5,10 @@
 #include "support/fake_portaudio.h"
 
 #include <QApplication>
-#include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QSlider>
 #include <QTabWidget>
 #include <QTest>
 #include <QTimer>
@@ -20,7 +18,6 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <thread>

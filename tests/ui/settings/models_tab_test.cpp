@@ -7,6 +7,7 @@
 #include "ui/settings/model_card_widget.h"
 
 #include "support/fake_platform.h"
+#include "support/files.h"
 #include "support/private_profile.h"
 #include "support/stand_in_services.h"
 
@@ -16,7 +17,6 @@
 #include <QHelpEvent>
 #include <QLabel>
 #include <QMessageBox>
-#include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScrollArea>
@@ -28,7 +28,6 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <fstream>
 #include <optional>
 
 namespace quillo {
@@ -75,8 +74,7 @@ protected:
 
     static void install(const std::string& id, std::uintmax_t size)
     {
-        std::filesystem::create_directories(pathFromUtf8(modelsDir()));
-        std::ofstream(modelFile(id)).close();
+        test::writeFile(modelFile(id), {});
         std::filesystem::resize_file(modelFile(id), size);
     }
 
@@ -149,37 +147,32 @@ TEST_F(ModelsTabTest, FreshInstallOffersSixModels)
     EXPECT_EQ(cards().size(), 6);
 }
 
-struct State {
-    ModelStatus status;
-    const char* badge;
-    const char* parts; ///< what is there, beside the badge
-};
-
-class CardStateTest : public testing::TestWithParam<State> { };
-
-TEST_P(CardStateTest, ShowsWhatCanBeDone)
+TEST(ModelCard, ShowsWhatCanBeDone)
 {
+    struct State {
+        ModelStatus status;
+        const char* badge;
+        const char* parts; ///< what is there, beside the badge
+    };
+    const State states[] = {{ModelStatus::NotDownloaded, "  Not Downloaded  ", "downloadButton "},
+        {ModelStatus::Downloading, "  Downloading...  ", "progressRow "},
+        {ModelStatus::Downloaded, "  Downloaded  ", "setActiveButton deleteButton "},
+        {ModelStatus::Active, "  Active  ", "deleteButton off Cannot delete the active model"},
+        {ModelStatus::Error, "  Error  ", "downloadButton "}};
     ModelCardWidget card({"base", "Base", "text", 1, ModelStatus::NotDownloaded, false, 0});
     card.show();
-    for (const ModelStatus before : {ModelStatus::Downloading, ModelStatus::Active, ModelStatus::Error}) {
-        card.setStatus(before);
-        card.setStatus(GetParam().status);
-        QString parts;
-        for (const char* name : {"progressRow", "downloadButton", "setActiveButton", "deleteButton"})
-            if (const auto* part = card.findChild<QWidget*>(name); part->isVisible())
-                parts += QString(name) + (part->isEnabled() ? " " : " off ") + part->toolTip();
-        EXPECT_EQ(parts, GetParam().parts);
-        EXPECT_EQ(card.findChild<QLabel*>("statusBadge")->text(), GetParam().badge);
-    }
+    for (const State& before : states)
+        for (const auto& [status, badge, expected] : states) {
+            card.setStatus(before.status);
+            card.setStatus(status);
+            QString parts;
+            for (const char* name : {"progressRow", "downloadButton", "setActiveButton", "deleteButton"})
+                if (const auto* part = card.findChild<QWidget*>(name); part->isVisible())
+                    parts += QString(name) + (part->isEnabled() ? " " : " off ") + part->toolTip();
+            EXPECT_EQ(parts, expected) << badge << " after " << before.badge;
+            EXPECT_EQ(card.findChild<QLabel*>("statusBadge")->text(), badge);
+        }
 }
-
-INSTANTIATE_TEST_SUITE_P(States, CardStateTest,
-    testing::Values(State{ModelStatus::NotDownloaded, "  Not Downloaded  ", "downloadButton "},
-        State{ModelStatus::Downloading, "  Downloading...  ", "progressRow "},
-        State{ModelStatus::Downloaded, "  Downloaded  ", "setActiveButton deleteButton "},
-        State{ModelStatus::Active, "  Active  ", "deleteButton off Cannot delete the active model"},
-        State{ModelStatus::Error, "  Error  ", "downloadButton "}),
-    [](const auto& tested) { return "To" + std::to_string(static_cast<int>(tested.param.status)); });
 
 TEST_F(ModelsTabTest, SetActivePromotesOneAndDemotesTheOther)
 {

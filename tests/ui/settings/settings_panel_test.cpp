@@ -10,7 +10,9 @@
 
 #include "support/fake_platform.h"
 #include "support/fake_portaudio.h"
+#include "support/files.h"
 #include "support/private_profile.h"
+#include "support/top_level.h"
 
 #include <QApplication>
 #include <QDialogButtonBox>
@@ -22,8 +24,7 @@
 
 #include <gmock/gmock.h>
 
-#include <filesystem>
-#include <fstream>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <string>
@@ -34,14 +35,6 @@ namespace quillo {
 namespace {
 
 const test::PrivateProfile profile;
-
-SettingsDialog* openDialog()
-{
-    for (QWidget* window : QApplication::topLevelWidgets())
-        if (auto* dialog = dynamic_cast<SettingsDialog*>(window))
-            return dialog;
-    return nullptr;
-}
 
 /// After editEverything().
 SettingsData edited()
@@ -81,7 +74,7 @@ protected:
     SettingsDialog& show()
     {
         panel->show();
-        SettingsDialog* dialog = openDialog();
+        SettingsDialog* dialog = test::topLevel<SettingsDialog>().value(0);
         EXPECT_TRUE(dialog && QTest::qWaitForWindowActive(dialog));
         return *dialog;
     }
@@ -184,39 +177,28 @@ TEST_F(SettingsPanelTest, OkSavesAppliesAndHides)
     EXPECT_THAT(applied, testing::ElementsAre(edited()));
 }
 
-/// A way of leaving the window without confirming.
-struct WayOut {
-    const char* name;
-    void (*leave)(SettingsDialog&);
-};
-
-class WayOutTest : public SettingsPanelTest, public testing::WithParamInterface<WayOut> {
-public:
-    static void cancel(SettingsDialog& dialog) { click(dialog, QDialogButtonBox::Cancel); }
-    static void escape(SettingsDialog& dialog) { QTest::keyClick(&dialog, Qt::Key_Escape); }
-    static void close(SettingsDialog& dialog) { dialog.close(); }
-};
-
-TEST_P(WayOutTest, KeepsWhatWasAppliedAndDropsTheRest)
+TEST_F(SettingsPanelTest, EveryOtherWayOutKeepsWhatWasAppliedAndDropsTheRest)
 {
     SettingsDialog& dialog = show();
     editEverything(dialog);
     click(dialog, QDialogButtonBox::Apply);
     EXPECT_TRUE(dialog.isVisible());
 
-    editHotkey(dialog);
-    EXPECT_EQ(shown(dialog).hotkey, "Alt+F2");
-    GetParam().leave(dialog);
-    EXPECT_FALSE(dialog.isVisible());
-    EXPECT_EQ(SettingsStore::load(), edited());
-    EXPECT_THAT(applied, testing::ElementsAre(edited()));
-    EXPECT_EQ(shown(show()), edited());
+    const std::function<void()> waysOut[] = {
+        [&] { click(dialog, QDialogButtonBox::Cancel); },
+        [&] { QTest::keyClick(&dialog, Qt::Key_Escape); },
+        [&] { dialog.close(); },
+    };
+    for (const auto& leave : waysOut) {
+        editHotkey(dialog);
+        EXPECT_EQ(shown(dialog).hotkey, "Alt+F2");
+        leave();
+        EXPECT_FALSE(dialog.isVisible());
+        EXPECT_EQ(SettingsStore::load(), edited());
+        EXPECT_THAT(applied, testing::ElementsAre(edited()));
+        EXPECT_EQ(shown(show()), edited());
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Ways, WayOutTest,
-    testing::Values(
-        WayOut{"Cancel", WayOutTest::cancel}, WayOut{"Escape", WayOutTest::escape}, WayOut{"Close", WayOutTest::close}),
-    [](const auto& tested) { return tested.param.name; });
 
 TEST_F(SettingsPanelTest, ShowingAgainReloadsTheSameWindowAndBringsItToTheFront)
 {
@@ -315,8 +297,7 @@ TEST_F(SettingsPanelTest, PassesOnWhatThePagesAsk)
         asked.push_back(provider + " " + apiKey);
     });
     panel->setOnActiveModelChanged([&](const std::string& id) { asked.push_back(id); });
-    std::filesystem::create_directories(pathFromUtf8(modelsDir()));
-    std::ofstream(pathFromUtf8(modelsDir()) / "ggml-tiny.bin") << "content";
+    test::writeFile(pathFromUtf8(modelsDir()) / "ggml-tiny.bin", "content");
 
     SettingsDialog& dialog = show();
     key(dialog, "setActiveButton", Qt::Key_Space);
