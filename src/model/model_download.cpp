@@ -151,6 +151,8 @@ bool transfer(CURL* handle, const DownloadTask& task, PartFile& file)
     ProgressContext context{task.onProgress, task.info};
     curl_easy_setopt(handle, CURLOPT_URL, task.info.url.c_str());
     curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
+    if (task.info.url.starts_with("https:")) // TLS is all that vouches for a model: no redirect leads out of it
+        curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS_STR, "https");
     curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, writeToFile);
     curl_easy_setopt(handle, CURLOPT_WRITEDATA, &file);
     curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);

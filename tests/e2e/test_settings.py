@@ -1,5 +1,6 @@
 """A user's first way through the settings window: get a model, dictate, look at the history, choose another hotkey."""
 
+import socket
 import unittest
 
 import private_network
@@ -7,7 +8,6 @@ from support import ACCENT, HOTKEY, MODEL, SET_ACTIVE_BUTTON, SettingsTest, wait
 
 CLEAR_HISTORY_BUTTON = (0x7F, 0x1D, 0x1D)
 
-TINY = "huggingface.co/ggerganov/whisper.cpp/resolve/main/ggml-tiny.bin"
 STORAGE = "huggingface.co/storage/tiny"
 
 
@@ -19,28 +19,48 @@ class Settings(private_network.ServicesTest, SettingsTest):
         self.start_tray()
 
     def test_first_use(self):
-        self.services.answer_all(
-            {
-                TINY: {"status": 302, "headers": {"Location": f"https://{STORAGE}"}},
-                STORAGE: {"file": str(MODEL), "chunk": 2**20, "delay": 0.1},
-            }
-        )
+        self.refuse_to_leave_tls()
         self.get_model()
-        self.hold_and_speak("hello world")
-        self.expect_paste("hello world")
+        self.dictate("hello world")
         self.copy_from_history("hello world")
         self.choose_hotkey()
         with self.keyboard.held("Control_L", "Alt_L", "d"):
             self.desktop.speak("good morning")
         self.expect_text("good morning")
+        self.assertNotIn("press D", self.editor.keys())
         self.choose_quit()
 
+    def redirect_download(self, scheme):
+        self.services.answer_all(
+            {
+                private_network.model_address("tiny"): {
+                    "status": 302,
+                    "headers": {"Location": f"{scheme}://{STORAGE}"},
+                },
+                STORAGE: {"file": str(MODEL), "chunk": 2**20, "delay": 0.1},
+            }
+        )
+
+    def refuse_to_leave_tls(self):
+        self.redirect_download("http")
+        window = self.choose_settings()
+        button = self.wait_for_row(ACCENT, window)
+        with socket.create_server(("127.0.0.1", 80)) as storage:
+            storage.setblocking(False)
+            self.click_button(ACCENT, window)
+            self.open_tab(window, "Models")  # takes the mouse off the button
+            wait_until(self.services.requests, lambda: "no download")
+            wait_until(lambda: self.wait_for_row(ACCENT, window) == button, lambda: "the download does not fail")
+            with self.assertRaises(BlockingIOError):
+                storage.accept()
+        self.close_settings()
+
     def get_model(self):
+        self.redirect_download("https")
         window = self.choose_settings()
         self.click_button(ACCENT, window)
         self.click_button(SET_ACTIVE_BUTTON, window)
-        active = self.desktop.data_dir / "config/active_model.txt"
-        wait_until(lambda: active.exists() and active.read_text() == "tiny", lambda: "the model is not active")
+        self.wait_for_active_model("tiny")
         self.keep(self.screen.picture(), "models")
         models = self.desktop.data_dir / "models"
         self.assertEqual([file.name for file in models.iterdir()], ["ggml-tiny.bin"])
