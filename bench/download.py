@@ -88,7 +88,8 @@ def throughput_row(program, folder, megabytes, rounds):
                 elif curl:
                     curl_speeds.append(megabytes / by_curl(url, folder) * 1000)
     our_speeds, curl_speeds = our_speeds[1:], curl_speeds[1:]  # without the warm-up
-    note = f"{spread(our_speeds, 'MB/s')}; {megabytes} MB from loopback into {folder.parent}"
+    where = "memory" if folder.parent == MEMORY else "the build folder"
+    note = f"{spread(our_speeds, 'MB/s')}; {megabytes} MB from loopback into {where}"
     if curl:
         ratios = [a / b for a, b in zip(our_speeds, curl_speeds)]
         note += f"; curl {spread(curl_speeds, 'MB/s')}; ratio of a pair: {spread([100 * r for r in ratios], '%')}"

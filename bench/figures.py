@@ -1,7 +1,8 @@
-"""Figures and the table that they are printed in."""
+"""Figures, the tables that they are printed in, and the notes below."""
 
 import re
 import statistics
+import textwrap
 from dataclasses import dataclass
 
 
@@ -56,12 +57,17 @@ def _table(header, lines):
 
 
 def as_markdown(results):
-    """The rows as one table, and the curves as another."""
+    """The rows as one table, the curves as another, and what there is to be said about each."""
     rows = [result.cells() for result in results if isinstance(result, Row)]
     curves = [result.cells() for result in results if isinstance(result, Curve)]
     lines = _table(["measurement", "Quillo", "comparison", "ratio", "goal"], rows) if rows else []
     if curves:
         lines += ["", *_table(["growth", "unit", "figures", "goal"], curves)]
+    lines.append("")
+    for result in results:
+        if result.note:
+            note = f"- {result.name}: {result.note}"
+            lines += textwrap.wrap(note, 128, subsequent_indent="  ", break_long_words=False, break_on_hyphens=False)
     return "\n".join(lines)
 
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Measures Quillo and prints a table; see README.md. It judges nothing: the goals stand beside the figures."""
+"""Measures Quillo and prints tables; see README.md. It judges nothing: the goals stand beside the figures."""
 
 import argparse
 import datetime
@@ -90,9 +90,6 @@ def measure(options):
         load = f", load average {min(loads):.1f} to {max(loads):.1f}" if loads else ""
         page = f"{machine()}{load}\n\n{as_markdown(results)}\n"
         print(f"\n{page}")
-        for result in results:
-            if result.note:
-                print(f"{result.name}: {result.note}")
     return page
 
 
@@ -113,11 +110,11 @@ def main():
     arguments.add_argument("--windows", type=Path, help="folder of the Windows programs")
     arguments.add_argument("--wine-home", type=Path, help="folder of the Wine to start them with")
     arguments.add_argument("--quick", action="store_true", help="few repetitions: only to see that all works")
-    arguments.add_argument("--write", type=Path, metavar="FILE", help="puts the tables into this page")
+    arguments.add_argument("--write", type=Path, metavar="FILE", help="puts tables and notes into this page")
     arguments.add_argument("subjects", nargs="*", metavar="SUBJECT", help="what to measure instead of everything")
     options = arguments.parse_args()
-    if options.write and options.subjects:
-        arguments.error("--write wants everything measured")
+    if options.write and (options.quick or options.subjects):
+        arguments.error("--write wants everything measured, with all repetitions: neither --quick nor a subject")
     page = measure(options)
     if options.write:
         write(page, options.write)

@@ -19,7 +19,8 @@ from figures import Row, percentile, spread
 CLIPS = {
     1: "thank you",
     5: "the quick brown fox jumps over the lazy dog please send the report",
-    9: "delete this message and start again the coffee is good today call my team on friday afternoon",
+    10: "delete this message and start again the coffee is good today call my team on friday afternoon yes please save "
+    "the file now",
 }
 
 
