@@ -36,6 +36,7 @@ constexpr NamedKey namedKeys[] = {
     {"PGUP", vk::pageUp, nullptr},
     {"PAGEDOWN", vk::pageDown, "PageDown"},
     {"PGDN", vk::pageDown, nullptr},
+    {"PGDOWN", vk::pageDown, nullptr}, // as Qt writes it
     {"UP", vk::up, "Up"},
     {"DOWN", vk::down, "Down"},
     {"LEFT", vk::left, "Left"},

@@ -4,6 +4,7 @@
 #include "hotkey/key_decision.h"
 #include "platform/keyboard_hook.h"
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <exception>
@@ -19,13 +20,19 @@ namespace {
 
 constexpr std::chrono::milliseconds installTimeout{2000};
 
+// How long to wait before a hook that was lost is asked for again: twice as long after each refusal.
+constexpr std::chrono::milliseconds firstPause{250};
+constexpr std::chrono::milliseconds longestPause{10'000};
+
 Hotkey watchedHotkey; // written only while no hook thread runs
 HotkeyManager::Action onPress;
 HotkeyManager::Action onRelease;
 std::mutex callbackMutex; // guards both actions and every call of them
 std::atomic<bool> pressed{false};
 std::condition_variable released; // with callbackMutex, after `pressed` has been cleared
+std::atomic<int> pauses{0};
 std::atomic<bool> running{false};
+std::condition_variable ended; // with callbackMutex, after `running` has been cleared
 std::atomic<bool> hookInstalled{false};
 std::unique_ptr<platform::KeyboardHook> hook; // exists while hookThread does
 std::thread hookThread;
@@ -43,6 +50,8 @@ void run(const HotkeyManager::Action& action)
 
 bool handleKeyEvent(const platform::KeyEvent& event)
 {
+    if (pauses > 0 && event.down && !pressed)
+        return false;
     const KeyDecision decision =
         decideKey(watchedHotkey, event, pressed, [](std::uint32_t key) { return hook->isDown(key); });
     if (decision.action != KeyAction::None) {
@@ -55,34 +64,52 @@ bool handleKeyEvent(const platform::KeyEvent& event)
 
 bool installHook()
 {
-    if (hook->install(watchedHotkey, handleKeyEvent))
-        return true;
+    hookInstalled = hook->install(watchedHotkey, handleKeyEvent);
+    return hookInstalled;
+}
+
+void logRefusal()
+{
     logError("[Quillo] ERROR: Failed to install keyboard hook (error %lu)\n", hook->error());
-    return false;
+}
+
+// The system may go on to refuse the hook for a while: when it wakes up, locks the screen or changes the user.
+void insistOnHook()
+{
+    for (auto pause = firstPause; running && !hookInstalled; pause = std::min(2 * pause, longestPause)) {
+        std::unique_lock lock(callbackMutex);
+        ended.wait_for(lock, pause, [] { return !running; });
+        lock.unlock();
+        if (running)
+            installHook();
+    }
 }
 
 void hookThreadMain(std::promise<void> ready)
 {
-    hookInstalled = installHook();
+    if (!installHook())
+        logRefusal();
     ready.set_value();
-    if (!hookInstalled)
-        return;
-    for (;;) {
+    while (hookInstalled) {
         hook->run(running);
         if (!running)
             return;
         // The system took the hook away: put it back. The key may have come up unseen meanwhile.
-        hookInstalled = installHook();
+        if (!installHook())
+            logRefusal();
         if (!hookInstalled || !hook->isDown(watchedHotkey.virtualKey))
             handleKeyEvent({watchedHotkey.virtualKey, false});
-        if (!hookInstalled)
-            return;
+        insistOnHook();
     }
 }
 
 void endHookThread()
 {
-    running = false;
+    {
+        const std::lock_guard lock(callbackMutex);
+        running = false;
+    }
+    ended.notify_all();
     if (!hookThread.joinable())
         return;
     hook->wake();
@@ -134,6 +161,16 @@ bool HotkeyManager::waitForRelease(std::chrono::milliseconds timeout)
 {
     std::unique_lock lock(callbackMutex);
     return released.wait_for(lock, timeout, [] { return !pressed; });
+}
+
+HotkeyManager::Pause::Pause()
+{
+    ++pauses;
+}
+
+HotkeyManager::Pause::~Pause()
+{
+    --pauses;
 }
 
 void HotkeyManager::stop()

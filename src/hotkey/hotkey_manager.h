@@ -19,6 +19,7 @@ public:
 
     /// Push-to-talk: runs `press` when the hotkey goes down and `release` when it comes up. Replaces a running hook.
     /// False when the system refuses the hook or does not confirm it within 2 s; then nothing is watched.
+    /// A hook that the system takes away later is put back, as soon as the system allows it.
     static bool start(const Hotkey& hotkey, Action press, Action release);
 
     /// Toggle mode: as start, with nothing to run at the release.
@@ -26,6 +27,16 @@ public:
 
     /// Waits until the hotkey is not held. False when it still is after the time. Any thread but the hook thread.
     static bool waitForRelease(std::chrono::milliseconds timeout);
+
+    /// While one exists, a press of the hotkey is a key like any other: it goes on to the application with the focus
+    /// and runs nothing. A hotkey that is already held still gets its release. User-interface thread.
+    class Pause {
+    public:
+        Pause();
+        ~Pause();
+        Pause(const Pause&) = delete;
+        Pause& operator=(const Pause&) = delete;
+    };
 
     /// Ends the hook thread and drops the actions; the hotkey counts as released. Does nothing more when no hook runs.
     static void stop();

@@ -1,5 +1,6 @@
 #include "hotkey/hotkey_manager.h"
 
+#include "support/eventually.h"
 #include "support/fake_platform.h"
 
 #include <gtest/gtest.h>
@@ -77,6 +78,41 @@ TEST_F(HotkeyManagerTest, LostHookIsPutBack)
     system_.loseHook({vk::space});
     EXPECT_FALSE(system_.press('A')) << "the hook has come back, and has looked at its key";
     EXPECT_EQ(releases_, 2);
+}
+
+TEST_F(HotkeyManagerTest, LostHookThatIsRefusedIsAskedForAgain)
+{
+    ASSERT_TRUE(startPushToTalk(defaultHotkey));
+    system_.press({vk::leftControl, vk::leftShift, vk::space});
+    testing::internal::CaptureStderr();
+    system_.takeHookAway(5, 2);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "[Quillo] ERROR: Failed to install keyboard hook (error 5)\n");
+    EXPECT_EQ(releases_, 1) << "nobody would see it";
+
+    system_.refuseHook(0);
+    ASSERT_TRUE(test::eventually([&] { return system_.hooksRunning() == 1; }));
+    EXPECT_TRUE(system_.press(vk::space));
+    EXPECT_EQ(presses_, 2);
+
+    system_.takeHookAway(5, 1);
+    HotkeyManager::stop(); // while it waits to ask again
+    EXPECT_EQ(releases_, 2);
+}
+
+TEST_F(HotkeyManagerTest, PauseLetsThePressThroughAndKeepsTheRelease)
+{
+    ASSERT_TRUE(startPushToTalk(defaultHotkey));
+    system_.press({vk::leftControl, vk::leftShift, vk::space});
+    {
+        const HotkeyManager::Pause pause;
+        EXPECT_TRUE(system_.release(vk::space));
+        EXPECT_EQ(releases_, 1);
+        EXPECT_FALSE(system_.press(vk::space));
+        EXPECT_FALSE(system_.release(vk::space));
+    }
+    EXPECT_EQ(presses_, 1);
+    EXPECT_TRUE(system_.press(vk::space));
+    EXPECT_EQ(presses_, 2);
 }
 
 TEST_F(HotkeyManagerTest, StopIsPromptRepeatableAndNeedsNoHook)

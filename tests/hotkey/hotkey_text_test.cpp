@@ -27,6 +27,7 @@ TEST(HotkeyText, ParsesWhatUsersAndFilesMayHold)
         {"win+a", {8, 'A'}},
         {"Super+9", {8, '9'}},
         {"META+PgDn", {8, 0x22}},
+        {"Ctrl+PgDown", {2, 0x22}},
         {"Ctrl+A+B", {2, 'B'}}, // the last key counts
         {"Ctrl+A+nonsense", {2, 'A'}},
         {"F", {0, 'F'}},

@@ -25,6 +25,7 @@ struct FakePlatform::State {
     std::set<std::uint32_t> keysDown;
     std::deque<Delivery> deliveries;
     unsigned long hookError = 0;
+    int hooksRefused = 0; // since hookError was set
     bool hookLost = false;
     int hooksInstalled = 0;
     int hooksRunning = 0;
@@ -99,6 +100,17 @@ void FakePlatform::refuseHook(unsigned long error)
 {
     const std::lock_guard lock(state_->mutex);
     state_->hookError = error;
+    state_->hooksRefused = 0;
+}
+
+void FakePlatform::takeHookAway(unsigned long error, int refusals)
+{
+    std::unique_lock lock(state_->mutex);
+    state_->hookError = error;
+    state_->hooksRefused = 0;
+    state_->hookLost = true;
+    state_->changed.notify_all();
+    state_->changed.wait(lock, [&] { return state_->hooksRefused >= refusals; });
 }
 
 void FakePlatform::loseHook(std::initializer_list<std::uint32_t> releasedMeanwhile)
@@ -199,8 +211,11 @@ bool KeyboardHook::install(const KeyCombination&, Handler handler)
     State& state = system();
     const std::lock_guard lock(state.mutex);
     impl_->error = state.hookError;
-    if (impl_->error != 0)
+    if (impl_->error != 0) {
+        ++state.hooksRefused;
+        state.changed.notify_all();
         return false;
+    }
     impl_->handler = std::move(handler);
     ++state.hooksInstalled;
     ++state.hooksRunning;

@@ -32,6 +32,8 @@ public:
     void refuseHook(unsigned long error); ///< 0: allow it again
     /// The system takes the installed hook away, keys come up meanwhile, and the hook is put back.
     void loseHook(std::initializer_list<std::uint32_t> releasedMeanwhile = {});
+    /// Takes the hook away and refuses it; returns when it has been asked for that many times.
+    void takeHookAway(unsigned long error, int refusals);
     int hooksInstalled() const; ///< how often a hook was installed
     int hooksRunning() const;
 

@@ -4,6 +4,7 @@
 #include <QKeyEvent>
 #include <QKeySequence>
 #include <QMouseEvent>
+#include <QTimer>
 
 #include <utility>
 
@@ -84,6 +85,7 @@ void HotkeyEdit::beginCapture()
         return;
     previousText_ = text();
     capturing_ = true;
+    pause_.emplace();
     setText("Press a key combination...");
     setStyleSheet(capturingStyle);
 }
@@ -92,7 +94,37 @@ void HotkeyEdit::endCapture(const QString& text)
 {
     setText(text);
     capturing_ = false;
+    pause_.reset();
     setStyleSheet(normalStyle);
+}
+
+// A key that ends the wait repeats while it is held, and the window would take that for Escape or Return of its own.
+void HotkeyEdit::keepFromWindow(int key)
+{
+    heldKey_ = key;
+    window()->installEventFilter(this);
+}
+
+bool HotkeyEdit::eventFilter(QObject* watched, QEvent* event)
+{
+    const auto type = event->type();
+    if (type != QEvent::KeyPress && type != QEvent::ShortcutOverride)
+        return QLineEdit::eventFilter(watched, event);
+    const auto* key = static_cast<QKeyEvent*>(event); // NOLINT(cppcoreguidelines-pro-type-static-cast-downcast)
+    if (key->isAutoRepeat() && key->key() == heldKey_) {
+        event->accept();
+        return true;
+    }
+    heldKey_ = 0;
+    watched->removeEventFilter(this);
+    return false;
+}
+
+void HotkeyEdit::showEvent(QShowEvent* event)
+{
+    QLineEdit::showEvent(event);
+    beingShown_ = true;
+    QTimer::singleShot(0, this, [this] { beingShown_ = false; });
 }
 
 bool HotkeyEdit::event(QEvent* event)
@@ -126,12 +158,14 @@ void HotkeyEdit::keyPressEvent(QKeyEvent* event)
         return;
     }
     if (event->key() == Qt::Key_Escape) {
+        keepFromWindow(event->key());
         setHotkey(previousText_);
         return;
     }
     const QString captured = hotkeyText(*event);
     if (captured.isEmpty())
         return;
+    keepFromWindow(event->key());
     setHotkey(captured);
     if (onHotkeyChanged_)
         onHotkeyChanged_(captured);
@@ -140,7 +174,8 @@ void HotkeyEdit::keyPressEvent(QKeyEvent* event)
 void HotkeyEdit::focusInEvent(QFocusEvent* event)
 {
     QLineEdit::focusInEvent(event);
-    if (event->reason() != Qt::OtherFocusReason) // the page has been opened: nobody has asked for the field itself
+    // A page that opens gives the focus to its first field, for which nobody has asked.
+    if (!beingShown_ || event->reason() != Qt::OtherFocusReason)
         beginCapture();
 }
 

@@ -1,5 +1,6 @@
 #include "ui/settings/hotkey_tab.h"
 
+#include "hotkey/hotkey_manager.h"
 #include "support/fake_platform.h"
 
 #include <QDialog>
@@ -102,6 +103,7 @@ TEST_F(HotkeyTabTest, ShowsAndStoresWhatIsPressed)
         {Qt::Key_F5, Qt::ControlModifier | Qt::ShiftModifier, "Ctrl+Shift+F5"},
         {Qt::Key_F24, all, "Ctrl+Shift+Alt+Win+F24"},
         {Qt::Key_PageUp, Qt::KeypadModifier | Qt::AltModifier, "Alt+PgUp"},
+        {Qt::Key_PageDown, Qt::ControlModifier, "Ctrl+PgDown"},
         // Keys that mean something to the line edit or to the window.
         {Qt::Key_C, Qt::ControlModifier, "Ctrl+C"},
         {Qt::Key_Return, {}, "Return"},
@@ -167,6 +169,43 @@ TEST_F(HotkeyTabTest, TurningThePagesOfTheWindowCapturesNothing)
     QTest::mouseClick(pages->tabBar(), Qt::LeftButton, {}, pages->tabBar()->tabRect(0).center());
     EXPECT_TRUE(edit->hasFocus());
     EXPECT_EQ(edit->text(), "F9");
+    QCoreApplication::processEvents();
+    apply->setFocus();
+    edit->setFocus();
+    expectPrompt();
+}
+
+TEST_F(HotkeyTabTest, HeldKeyThatEndsTheWaitDoesNothingInTheWindow)
+{
+    const auto repeat = [this](int key, Qt::KeyboardModifiers modifiers = {}) {
+        QKeyEvent event(QEvent::KeyPress, key, modifiers, {}, true);
+        QApplication::sendEvent(&dialog, &event);
+    };
+    for (const auto& [key, text] : {std::pair(Qt::Key_Escape, "F9"), std::pair(Qt::Key_Return, "Return")}) {
+        click();
+        press(key);
+        repeat(key);
+        repeat(key);
+        expectIdle(text);
+    }
+    press(Qt::Key_Return);
+    EXPECT_EQ(dialog.result(), QDialog::Accepted) << "pressed again, the key is the window's";
+}
+
+TEST_F(HotkeyTabTest, PresentHotkeyCanBePressed)
+{
+    namespace vk = platform::vk;
+    int recordings = 0;
+    ASSERT_TRUE(HotkeyManager::startToggle(defaultHotkey, [&] { ++recordings; }));
+    platform.press({vk::leftControl, vk::leftShift});
+    click();
+    EXPECT_FALSE(platform.press(vk::space)) << "the field does not see it";
+    platform.release({vk::space});
+    press(Qt::Key_Escape);
+    EXPECT_EQ(recordings, 0);
+    EXPECT_TRUE(platform.press(vk::space));
+    EXPECT_EQ(recordings, 1);
+    HotkeyManager::stop();
 }
 
 TEST_F(HotkeyTabTest, ThePromptIsNeverStored)
