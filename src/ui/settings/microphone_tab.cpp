@@ -88,10 +88,7 @@ QWidget* MicrophoneTab::buildDeviceGroup()
     // A long name must not widen the window, but can be read.
     deviceCombo_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     connect(deviceCombo_, &QComboBox::currentTextChanged, deviceCombo_, &QWidget::setToolTip);
-    connect(deviceCombo_, &QComboBox::activated, this, [this] {
-        if (micTestButton_->isChecked())
-            startMicTest();
-    });
+    connect(deviceCombo_, &QComboBox::activated, this, &MicrophoneTab::testShownDevice);
 
     auto* refreshButton = new QPushButton("Refresh");
     refreshButton->setObjectName("refreshButton");
@@ -178,6 +175,7 @@ void MicrophoneTab::setSettings(const SettingsData& settings)
     soundOnCompleteCheck_->setChecked(settings.soundOnComplete);
     vadSlider_->setValue(percentOf(settings.vadSensitivity));
     selectData(*deviceCombo_, settings.inputDeviceId);
+    testShownDevice();
 }
 
 void MicrophoneTab::collectSettings(SettingsData& settings) const
@@ -202,6 +200,13 @@ void MicrophoneTab::refreshDevices()
         return;
     for (const auto& [id, name] : audioCapture_->listInputDevices())
         deviceCombo_->addItem(QString::fromStdString(name), QString::fromStdString(id));
+    testShownDevice();
+}
+
+void MicrophoneTab::testShownDevice()
+{
+    if (micTestButton_->isChecked() && testedDevice_ != selectedData(*deviceCombo_))
+        startMicTest();
 }
 
 void MicrophoneTab::startMicTest()
@@ -209,7 +214,8 @@ void MicrophoneTab::startMicTest()
     if (!audioCapture_)
         return failMicTest("No audio backend available");
     const int test = ++currentTest_;
-    if (!audioCapture_->startTest(selectedData(*deviceCombo_), [this, test](int level) { postLevel(test, level); }))
+    testedDevice_ = selectedData(*deviceCombo_);
+    if (!audioCapture_->startTest(testedDevice_, [this, test](int level) { postLevel(test, level); }))
         return failMicTest("Failed to open audio device");
     micTestButton_->setText("Stop Test");
     showMicStatus("Speak into your microphone...", runningColor);

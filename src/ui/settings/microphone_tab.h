@@ -4,6 +4,8 @@
 
 #include <QWidget>
 
+#include <string>
+
 class QCheckBox;
 class QComboBox;
 class QLabel;
@@ -18,8 +20,8 @@ class AudioCapture;
 
 /// The page of the microphone: device, test, voice-activity sensitivity and sounds. User-interface thread.
 ///
-/// The test listens to the device that is chosen on the page, saved or not, and follows another choice. It ends when
-/// the page is no longer seen: with its window closed or minimised, or another page in front.
+/// The test listens to the device that the page shows, saved or not, and follows it to another. It ends when the page
+/// is no longer seen: with its window closed or minimised, or another page in front.
 class MicrophoneTab final : public QWidget {
 public:
     explicit MicrophoneTab(QWidget* parent = nullptr);
@@ -34,8 +36,7 @@ public:
     /// refreshDevices().
     void setAudioCapture(AudioCapture* audioCapture);
 
-    /// Fills the list of devices afresh, with the system's default selected. A test goes on with the device that it
-    /// has.
+    /// Fills the list of devices afresh, with the system's default selected.
     void refreshDevices();
 
 protected:
@@ -47,6 +48,7 @@ private:
     QWidget* buildVadGroup();
     QWidget* buildSoundGroup();
 
+    void testShownDevice();
     void startMicTest();
     void stopMicTest();
     void failMicTest(const QString& reason);
@@ -65,6 +67,7 @@ private:
     QTimer* meterDecayTimer_;
 
     AudioCapture* audioCapture_ = nullptr;
+    std::string testedDevice_; ///< its identifier, while a test runs
     int currentTest_ = 0; ///< counts the tests, so that a late level of an earlier one is known as such
 };
 

@@ -151,15 +151,19 @@ TEST_F(MicrophoneTabTest, TestFollowsTheChosenDevice)
     receiveLevels();
     EXPECT_EQ(meter(), 50);
 
-    click("refreshButton");
-    EXPECT_EQ(card.count(PaCall::OpenStream), 2) << "the test goes on with its device";
+    SettingsData settings; // the window is filled anew
+    settings.inputDeviceId = "2";
+    tab->setSettings(settings);
+    EXPECT_EQ(card.count(PaCall::OpenStream), 2) << "it was on that device already";
+    click("refreshButton"); // chooses the default
+    EXPECT_EQ(card.lastOpenRequest().input.device, 0);
     expectRunning();
 
     card.fail(PaCall::OpenStream);
     QTest::keyClick(devices(), Qt::Key_End);
     expectStopped("Failed to open audio device", "#f87171");
     QTest::keyClick(devices(), Qt::Key_Home);
-    EXPECT_EQ(card.count(PaCall::OpenStream), 3) << "nothing is tested any more";
+    EXPECT_EQ(card.count(PaCall::OpenStream), 4) << "nothing is tested any more";
 }
 
 struct FailureCase {
