@@ -2,7 +2,9 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <array>
+#include <iterator>
 #include <memory>
 
 namespace quillo::platform {
@@ -11,6 +13,10 @@ namespace {
 // Programs that watch the clipboard open it for a moment after each change. One that holds it longer is not waited for.
 constexpr int openAttempts = 10;
 constexpr DWORD openPause = 10; // milliseconds
+
+// A second in all.
+constexpr int modifierChecks = 100;
+constexpr DWORD modifierPause = 10; // milliseconds
 
 bool openClipboard()
 {
@@ -61,6 +67,12 @@ GlobalMemory toClipboardMemory(const std::string& utf8)
     return memory;
 }
 
+bool isModifierHeld()
+{
+    constexpr int others[] = {VK_SHIFT, VK_MENU, VK_LWIN, VK_RWIN}; // than the shortcut's own
+    return std::any_of(std::begin(others), std::end(others), [](int key) { return GetAsyncKeyState(key) < 0; });
+}
+
 INPUT keystroke(WORD virtualKey, DWORD flags)
 {
     INPUT input{};
@@ -87,6 +99,8 @@ bool setClipboardText(const std::string& utf8)
 
 void sendPasteShortcut()
 {
+    for (int check = 0; check < modifierChecks && isModifierHeld(); ++check)
+        Sleep(modifierPause);
     std::array keystrokes{
         keystroke(VK_CONTROL, 0),
         keystroke('V', 0),

@@ -4,7 +4,10 @@
 
 #include <windows.h>
 
+#include <algorithm>
+#include <array>
 #include <cassert>
+#include <iterator>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -30,6 +33,23 @@ void drainMessages(std::atomic<bool>& running)
         TranslateMessage(&message);
         DispatchMessageW(&message);
     }
+}
+
+// An application that gets nothing between Alt's or Win's down and its up opens its menu, or the start menu, and the
+// paste would go there: it gets a key that has no meaning. From within the hook procedure, which hears of that key too.
+void keepMenusShut()
+{
+    constexpr int menuKeys[] = {VK_MENU, VK_LWIN, VK_RWIN};
+    if (std::none_of(std::begin(menuKeys), std::end(menuKeys), [](int key) { return GetAsyncKeyState(key) < 0; }))
+        return;
+    constexpr WORD unassigned = 0xE8;
+    std::array<INPUT, 2> stroke{};
+    for (INPUT& input : stroke) {
+        input.type = INPUT_KEYBOARD;
+        input.ki.wVk = unassigned;
+    }
+    stroke[1].ki.dwFlags = KEYEVENTF_KEYUP;
+    SendInput(static_cast<UINT>(stroke.size()), stroke.data(), sizeof(INPUT));
 }
 
 } // namespace
@@ -70,8 +90,11 @@ LRESULT CALLBACK KeyboardHook::Impl::keyboardHookProc(int code, WPARAM message, 
         installed->watch->onHookCall();
         // NOLINTNEXTLINE(performance-no-int-to-ptr): the system passes the address as a number
         const auto& key = *reinterpret_cast<const KBDLLHOOKSTRUCT*>(record);
-        if (installed->handler({.virtualKey = key.vkCode, .down = down}))
+        if (installed->handler({.virtualKey = key.vkCode, .down = down})) {
+            if (down)
+                keepMenusShut();
             return 1;
+        }
     }
     return CallNextHookEx(installed->hookHandle.get(), code, message, record);
 }

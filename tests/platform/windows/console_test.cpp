@@ -69,14 +69,17 @@ template<typename Condition> bool pumpUntil(const Condition& condition)
 /// A second process of this program that plays the part named on its command line; ended with the object.
 class Child {
 public:
-    explicit Child(const std::wstring& part)
+    explicit Child(const std::wstring& part, DWORD flags = 0)
     {
         wchar_t program[MAX_PATH]{};
         GetModuleFileNameW(nullptr, program, MAX_PATH);
         std::wstring command = L"\"" + std::wstring(program) + L"\" " + part;
         STARTUPINFOW startup{};
         startup.cb = sizeof startup;
-        if (!CreateProcessW(program, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process_))
+        startup.dwFlags = STARTF_USESHOWWINDOW; // a console of its own is not to be seen
+        startup.wShowWindow = SW_HIDE;
+        if (!CreateProcessW(
+                program, command.data(), nullptr, nullptr, FALSE, flags, nullptr, nullptr, &startup, &process_))
             ADD_FAILURE() << "cannot start a second process, error " << GetLastError();
     }
     ~Child()
@@ -141,6 +144,14 @@ public:
 private:
     HWND handle_;
 };
+
+int interruptConsole()
+{
+    SetConsoleCtrlHandler(nullptr, FALSE); // the setting not to hear of it is inherited
+    bool requested = false;
+    const TerminationRequests termination([&] { requested = true; });
+    return GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0) && pumpUntil([&] { return requested; }) ? 0 : 1;
+}
 
 int takeFocus()
 {
@@ -350,6 +361,19 @@ TEST_F(KeyboardHookTest, swallowsWhatItsHandlerSwallows)
     EXPECT_EQ(thread.seen(), strokesJK);
 }
 
+// Else the window would open its menu when Alt comes up.
+TEST_F(KeyboardHookTest, altIsNotAloneWhenItsKeyIsSwallowed)
+{
+    const HookThread thread(&swallowJ);
+    send({{vk::leftMenu, true}, {'J', true}, {'J', false}, {vk::leftMenu, false}});
+    EXPECT_TRUE(receives(4));
+    EXPECT_EQ(received, (Keys{{vk::menu, true}, {0xE8, true}, {0xE8, false}, {vk::menu, false}}));
+    received.clear();
+    send({{vk::leftShift, true}, {'J', true}, {'J', false}, {vk::leftShift, false}});
+    EXPECT_TRUE(receives(2));
+    EXPECT_EQ(received, (Keys{{vk::shift, true}, {vk::shift, false}})) << "nothing to prevent";
+}
+
 struct Modifier {
     std::uint32_t sent;
     std::uint32_t asked;
@@ -549,6 +573,23 @@ TEST_F(PasteTest, isTheShortcutAsOneUndisturbedSequence)
     EXPECT_EQ(seen, shortcut);
 }
 
+TEST_F(PasteTest, waitsForModifiersToComeUp)
+{
+    const auto shiftIsUpAtV = [] {
+        received.clear();
+        send({{vk::leftShift, true}});
+        auto pasting = std::async(std::launch::async, [] { sendPasteShortcut(); });
+        std::this_thread::sleep_for(50ms);
+        send({{vk::leftShift, false}});
+        EXPECT_TRUE(receives(6));
+        return received[1] == KeyEvent{vk::shift, false};
+    };
+    bool waited = false;
+    for (int attempt = 0; attempt < 5 && !waited; ++attempt) // it waits for a second, a busy machine may take longer
+        waited = shiftIsUpAtV();
+    EXPECT_TRUE(waited);
+}
+
 TEST_F(PasteTest, insertsTheTextIntoTheFocusedField)
 {
     const FocusedWindow field(L"EDIT");
@@ -579,6 +620,11 @@ TEST(WindowsTermination, HearsOfTheEndOfTheSessionAndOfRequestsToClose)
     EXPECT_FALSE(FindWindowW(L"QuilloTermination", nullptr));
 }
 
+TEST(WindowsTermination, HearsOfAnInterruptInItsConsole)
+{
+    EXPECT_EQ(Child(L"interrupt-console", CREATE_NEW_CONSOLE).exitCode(), 0U);
+}
+
 TEST(WindowsProgramFolder, HoldsTheProgram)
 {
     wchar_t path[MAX_PATH];
@@ -598,6 +644,8 @@ int main(int argc, char** argv)
         return takeInstanceGuard(guardName) ? 0 : 1;
     if (part == "hold-hotkey")
         return holdHotkey();
+    if (part == "interrupt-console")
+        return interruptConsole();
     if (part == "take-focus")
         return takeFocus();
     testing::InitGoogleTest(&argc, argv);
