@@ -1,6 +1,7 @@
 #include "history/history_store.h"
 
 #include "base/private_file.h"
+#include "platform/file_in_use.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -12,6 +13,7 @@
 #include <QStandardPaths>
 #include <QString>
 
+#include <chrono>
 #include <mutex>
 
 namespace quillo {
@@ -21,6 +23,7 @@ namespace {
 constexpr qsizetype maxEntries = 500;
 constexpr QLatin1String timestampKey("timestamp");
 constexpr QLatin1String textKey("text");
+constexpr std::chrono::milliseconds patience(300); ///< with programs that have the file open
 
 std::mutex fileMutex; ///< held while the file is read or changed
 
@@ -31,17 +34,28 @@ QString filePath()
 
 QByteArray readFile()
 {
-    QFile file(filePath());
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    QByteArray content;
+    const auto read = [&content] {
+        QFile file(filePath());
+        if (!file.open(QIODevice::ReadOnly))
+            return !file.exists();
+        content = file.readAll();
+        return true;
+    };
+    platform::retryWhileInUse(read, patience);
+    return content;
 }
 
 void replaceFile(const QByteArray& content)
 {
+    const auto replace = [&content] {
+        QSaveFile file(filePath());
+        // The toolkit takes a write that a full disk cuts short for a success, and would put the stump in place.
+        const bool isWhole = file.open(QIODevice::WriteOnly) && file.write(content) == content.size() && file.flush();
+        return !isWhole || file.commit();
+    };
     makePrivate(filePath());
-    QSaveFile file(filePath());
-    // The toolkit takes a write that a full disk cuts short for a success, and would put the stump in place.
-    if (file.open(QIODevice::WriteOnly) && file.write(content) == content.size() && file.flush())
-        file.commit();
+    platform::retryWhileInUse(replace, patience);
 }
 
 QJsonArray parse(const QByteArray& content)
@@ -88,7 +102,7 @@ std::vector<HistoryEntry> HistoryStore::load()
 void HistoryStore::clear()
 {
     const std::lock_guard lock(fileMutex);
-    QFile::remove(filePath());
+    platform::removeFile(filePath().toStdU16String(), patience);
 }
 
 } // namespace quillo

@@ -17,8 +17,9 @@ struct HistoryEntry {
 /// entries, newest first, readable by its owner only.
 ///
 /// Stateless; each operation reads or replaces the whole file, in one go, so that neither a crash nor a full disk
-/// damages it. Any thread: operations wait for each other. A file that is missing, unreadable or no JSON array counts
-/// as empty, and failures to write are not noticed.
+/// damages it. Any thread: operations wait for each other and, some tenths of a second, for a program that keeps the
+/// file for itself. A file that is missing, unreadable or no JSON array counts as empty, and failures to write are not
+/// noticed.
 class HistoryStore {
 public:
     /// Puts a text in front of the others, with the present time, and drops what is over the limit.

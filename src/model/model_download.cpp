@@ -4,8 +4,10 @@
 #include "model/model_files.h"
 #include "net/curl_handles.h"
 #include "net/curl_runtime.h"
+#include "platform/file_in_use.h"
 #include "platform/flush_to_disk.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -24,6 +26,10 @@ namespace quillo::model {
 namespace fs = std::filesystem;
 
 namespace {
+
+using namespace std::string_view_literals;
+
+constexpr std::chrono::seconds patience(1); ///< with programs that have one of the files open
 
 /// The right to write a part file, which one download at a time has in this process.
 class PartFileClaim {
@@ -145,14 +151,20 @@ std::size_t writeToFile(const char* data, std::size_t size, std::size_t count, v
     return file.isGood() ? size * count : 0; // 0 fails the transfer
 }
 
+/// Whether TLS vouches for what was received, as far as it was asked for: no redirect may have led out of it.
+bool isVouchedFor(CURL* handle, const std::string& url)
+{
+    const char* scheme = nullptr;
+    curl_easy_getinfo(handle, CURLINFO_SCHEME, &scheme);
+    return !url.starts_with("https:") || (scheme && (scheme == "https"sv || scheme == "HTTPS"sv));
+}
+
 /// Whether the model has arrived completely in the file.
 bool transfer(CURL* handle, const DownloadTask& task, PartFile& file)
 {
     ProgressContext context{task.onProgress, task.info};
     curl_easy_setopt(handle, CURLOPT_URL, task.info.url.c_str());
     curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
-    if (task.info.url.starts_with("https:")) // TLS is all that vouches for a model: no redirect leads out of it
-        curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS_STR, "https");
     curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, writeToFile);
     curl_easy_setopt(handle, CURLOPT_WRITEDATA, &file);
     curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
@@ -166,7 +178,7 @@ bool transfer(CURL* handle, const DownloadTask& task, PartFile& file)
     file.close();
     long status = 0;
     curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
-    return result == CURLE_OK && status == 200 && file.isGood();
+    return result == CURLE_OK && status == 200 && isVouchedFor(handle, task.info.url) && file.isGood();
 }
 
 /// Whether the model lies under its name. If not, nothing stays of what was fetched.
@@ -178,14 +190,12 @@ bool fetch(const DownloadTask& task)
     PartFile file(task.partPath);
     if (!file.isGood())
         return false;
-    std::error_code error;
     if (transfer(handle.get(), task, file)) {
         platform::flushToDisk(task.partPath); // or a loss of power could leave a stump under the model's name
-        fs::rename(task.partPath, task.finalPath, error);
-        if (!error)
+        if (platform::replaceFile(task.partPath, task.finalPath, patience))
             return true;
     }
-    fs::remove(task.partPath, error);
+    platform::removeFile(task.partPath, patience);
     return false;
 }
 

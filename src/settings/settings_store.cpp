@@ -1,6 +1,7 @@
 #include "settings/settings_store.h"
 
 #include "base/private_file.h"
+#include "platform/file_in_use.h"
 
 #include <QByteArray>
 #include <QSettings>
@@ -8,9 +9,13 @@
 #include <QTemporaryFile>
 #include <QVariant>
 
+#include <chrono>
+
 namespace quillo {
 
 namespace {
+
+constexpr std::chrono::milliseconds patience(300); ///< with programs that have the file open
 
 QVariant toVariant(const std::string& value)
 {
@@ -105,21 +110,30 @@ const std::array<SettingsEntry, 15>& settingsTable()
 SettingsData SettingsStore::load()
 {
     SettingsData settings;
-    const QSettings store = openStore();
-    forEachField([&](const QString& key, const auto& field) {
-        read(store.value(key, toVariant(field.defaultValue)), settings.*field.member);
-    });
+    const auto load = [&settings] {
+        const QSettings store = openStore();
+        forEachField([&](const QString& key, const auto& field) {
+            read(store.value(key, toVariant(field.defaultValue)), settings.*field.member);
+        });
+        return store.status() != QSettings::AccessError;
+    };
+    platform::retryWhileInUse(load, patience);
     return settings;
 }
 
 void SettingsStore::save(const SettingsData& settings)
 {
-    QSettings store = openStore();
-    makePrivate(store.fileName()); // before the first write: the toolkit itself would let everybody read a new file
-    if (!hasRoomBeside(store.fileName()))
-        return; // the toolkit would put a file that a full disk cut short in the place of the old one
-    forEachField(
-        [&](const QString& key, const auto& field) { store.setValue(key, toVariant(settings.*field.member)); });
+    const auto save = [&settings] {
+        QSettings store = openStore();
+        makePrivate(store.fileName()); // before the first write: the toolkit itself would let everybody read a new file
+        if (!hasRoomBeside(store.fileName()))
+            return true; // the toolkit would put a file that a full disk cut short in the place of the old one
+        forEachField(
+            [&](const QString& key, const auto& field) { store.setValue(key, toVariant(settings.*field.member)); });
+        store.sync();
+        return store.status() != QSettings::AccessError;
+    };
+    platform::retryWhileInUse(save, patience);
 }
 
 } // namespace quillo

@@ -27,7 +27,7 @@ const std::array<SettingsEntry, 15>& settingsTable();
 /// The settings file: the toolkit's per-user INI file of organisation and application "Quillo".
 ///
 /// Stateless; each operation opens the file anew and replaces it in one go. Any thread, and any number of programs: the
-/// last one to save wins.
+/// last one to save wins. A program that keeps the file for itself is waited for, some tenths of a second.
 class SettingsStore {
 public:
     /// The stored settings. What is missing or cannot be read takes its default; a value of the wrong type reads as

@@ -61,6 +61,11 @@ void StandInServices::answer(const std::string& path, const std::string& json)
     std::filesystem::rename(temporary, folder_.path() / "answers.json");
 }
 
+void StandInServices::provide(const std::string& name, const std::string& content)
+{
+    writeFile(folder_.path() / name, content);
+}
+
 std::vector<StandInServices::Request> StandInServices::requests() const
 {
     std::vector<Request> requests;

@@ -35,6 +35,9 @@ public:
     /// From now on, requests for the path get this answer, JSON; any other path is answered with 404.
     void answer(const std::string& path, const std::string& json);
 
+    /// Writes a file that the "file" of an answer can name.
+    void provide(const std::string& name, const std::string& content);
+
     /// All requests that have arrived completely, in that order.
     std::vector<Request> requests() const;
 

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "settings/settings_store.h"
+#include "support/files.h"
+#include "support/private_profile.h"
+
+#include <QSettings>
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <filesystem>
+#include <ostream>
+#include <variant>
+
+namespace quillo {
+
+/// For the reports of failed comparisons.
+inline void PrintTo(const SettingsData& settings, std::ostream* stream)
+{
+    for (const SettingsEntry& entry : settingsTable())
+        std::visit(
+            [&](const auto& field) { *stream << entry.key << '=' << settings.*field.member << "; "; }, entry.field);
+}
+
+inline const test::PrivateProfile profile;
+
+/// What is loaded when nothing is stored.
+inline const SettingsData defaults = [] {
+    SettingsData settings;
+    settings.hotkey = "Ctrl+Shift+Space";
+    settings.overlayPosition = "cursor";
+    settings.theme = "dark";
+    return settings;
+}();
+
+/// Every field differs from its default.
+inline const SettingsData everythingElse{
+    .hotkey = "Alt+F9",
+    .toggleMode = true,
+    .maxRecordingMinutes = 12,
+    .inputDeviceId = "3",
+    .vadSensitivity = 0.25F,
+    .soundOnStart = false,
+    .soundOnComplete = false,
+    .openaiKey = " openai key ",
+    .mistralKey = "mistral=key;",
+    .openaiEnabled = true,
+    .mistralEnabled = true,
+    .transcriptionSource = "mistral",
+    .overlayPosition = "top-left",
+    .theme = "light",
+    .overlayOpacity = 0.75F,
+};
+
+/// The settings of a profile that is empty when a test begins.
+class SettingsStoreTest : public testing::Test {
+protected:
+    SettingsStoreTest() { profile.empty(); }
+
+    static QSettings toolkitStore() { return {QSettings::IniFormat, QSettings::UserScope, "Quillo", "Quillo"}; }
+
+    /// What another process would load. The toolkit reads a file again only when it looks changed.
+    SettingsData loadAfresh() const
+    {
+        std::filesystem::last_write_time(file, std::filesystem::last_write_time(file) + std::chrono::seconds(1));
+        return SettingsStore::load();
+    }
+
+    const std::filesystem::path folder = profile.configRoot() / "Quillo";
+    const std::filesystem::path file = folder / "Quillo.ini";
+};
+
+} // namespace quillo
