@@ -40,6 +40,7 @@ int main(int argc, char** argv)
     quillo::platform::connectStandardError();
     if (!quillo::platform::takeInstanceGuard("Quillo_SingleInstance"))
         return 0;
+    qunsetenv("GGML_BACKEND_PATH"); // names a library that whisper.cpp would load; before there are other threads
     quillo::verboseOutput = std::any_of(argv + 1, argv + argc, asksForVerbose);
     int result = 1;
     try {

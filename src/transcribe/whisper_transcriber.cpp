@@ -73,6 +73,10 @@ std::shared_ptr<whisper_context> openModel(const std::string& path)
     ModelFile file(path);
     if (!file.isSound())
         return nullptr;
+    if (ggml_backend_dev_count() == 0) { // whisper.cpp would abort
+        logError("[Quillo] ERROR: no back-end of whisper.cpp beside the program\n");
+        return nullptr;
+    }
     whisper_context_params parameters = whisper_context_default_params();
     parameters.use_gpu = true;
     whisper_model_loader loader = file.loader();
