@@ -1,10 +1,12 @@
 """What the end-to-end tests share: a desktop for each class, and dictation into its editor."""
 
 import contextlib
+import fcntl
 import os
 import signal
 import socket
 import sys
+import termios
 import threading
 import time
 import unittest
@@ -135,6 +137,30 @@ class DesktopTest(unittest.TestCase):
         self.editor.clear()
         self.hold_and_speak(text, *how, **speech)
         self.expect_paste(text)
+
+    def freeze_in_recognition(self, text):
+        """Stops the whole program in the middle of the recognition of this text."""
+        for _ in range(10):
+            self.editor.clear()
+            self.quillo.skip()
+            self.hold_and_speak(text)
+            self.quillo.wait_for_line("Transcribing")
+            self.freeze()
+            if self.quillo.count("Transcribing") > self.quillo.count("Transcription: "):
+                return
+            self.thaw()
+            self.expect_paste(text)
+        self.fail("recognition is always over before it can be stopped")
+
+    def freeze(self):
+        """Stops the whole program, and waits until all that it has written before is read."""
+        process = self.quillo.process
+        process.send_signal(signal.SIGSTOP)
+        os.waitid(os.P_PID, process.pid, os.WSTOPPED)
+        wait_until(lambda: not any(fcntl.ioctl(process.stdout, termios.FIONREAD, bytes(4))), "unread output")
+
+    def thaw(self):
+        self.quillo.signal(signal.SIGCONT)
 
     @property
     def active_model_file(self):

@@ -33,6 +33,10 @@ class Soak(DesktopTest):
         self.expect_paste(WORD)
 
     def test_soak(self):
+        if DICTATIONS < 100:
+            # The allocator has several stocks of memory for the threads, and so few dictations do not fill them all: by
+            # chance they grow by 400 KiB each. With one alone they grow by 6 at most, and a leak shows.
+            self.desktop.env["MALLOC_ARENA_MAX"] = "1"
         self.start()
         for _ in range(WARM_UP):
             self.dictate()
@@ -48,8 +52,7 @@ class Soak(DesktopTest):
         # A recording that is kept would be 40 KiB, and a recogniser's state many MiB.
         memory = [one.anonymous for one in seen]
         settled = memory[len(memory) // 4 :]
-        if DICTATIONS >= 100:
-            self.assertLess(slope(settled), 16, "KiB for each dictation")
+        self.assertLess(slope(settled), 16 if DICTATIONS >= 100 else 32, "KiB for each dictation")
         self.assertLess(statistics.median(settled) - memory[0], 24 << 10, "KiB of growth in all")
         self.expect_orderly_end()
 

@@ -34,6 +34,9 @@ class Microphone:
             self._env,
         )
         wait_until(self._socket.exists, lambda: "no sound server:\n" + self._server.tail())
+        self._listen()
+
+    def _listen(self):
         # An idle null sink hands out blocks of up to two seconds. One recorder that asks for a short delay keeps the
         # blocks short for everyone; it takes the sink a moment to follow.
         self._recorder = subprocess.Popen(
@@ -73,9 +76,7 @@ class Microphone:
 
     def listeners(self):
         """How many programs are recording at this moment."""
-        command = ["pactl", "list", "short", "source-outputs"]
-        answer = subprocess.run(command, env=self._env, check=True, capture_output=True, text=True, timeout=PATIENCE)
-        return len(answer.stdout.splitlines()) - 1  # the recorder of our own
+        return len(self._control("list", "short", "source-outputs").splitlines()) - 1  # the recorder of our own
 
     def kill_server(self):
         """Ends the sound server at once, and with it the microphone."""
@@ -83,6 +84,24 @@ class Microphone:
         self._server.wait()
         self.close()
         self._socket.unlink()
+
+    def unplug(self):
+        """Takes the microphone away from the sound server, which lives on."""
+        self._control("unload-module", "module-null-sink")
+        self._stop_listening()
+
+    def plug_in(self):
+        """Brings it back."""
+        for command in (HERE / "default.pa").read_text().splitlines():
+            if SINK in command and not command.startswith("#"):
+                self._control(*command.split())
+        self._listen()
+        self.wait_until_settled()
+
+    def _control(self, *command):
+        command = ["pactl", *command]
+        answer = subprocess.run(command, env=self._env, check=True, capture_output=True, text=True, timeout=PATIENCE)
+        return answer.stdout
 
     def suspend_server(self):
         """Lets the sound server hang: nothing comes from it any more, and nobody who asks it gets an answer."""
@@ -99,11 +118,14 @@ class Microphone:
         self._start()
         self.wait_until_settled()
 
-    def close(self):
+    def _stop_listening(self):
         self._recorder.kill()
         self._recorder.wait()
         self._drain.join(5)
         self._recorder.stdout.close()
+
+    def close(self):
+        self._stop_listening()
         self._server.close()
 
 

@@ -30,33 +30,43 @@ class Endings(private_network.ServicesTest, SettingsTest):
         self.history = []
         self.dictate("hello world")
 
-    # ---- the states: each is reached, and returns the text that it would come to
+    # ---- the states: each is reached, and returns the texts that it would come to
 
     def idle(self):
-        return None
+        return []
 
     def recording(self):
         self.keyboard.press(*HOTKEY)
         self.desktop.speak("good morning team")
-        return "good morning team"
+        return ["good morning team"]
 
     def recognising(self):
-        self.hold_and_speak(FOX)
-        self.quillo.wait_for_line("Transcribing")
-        return FOX
+        self.freeze_in_recognition(FOX)
+        return [FOX]
+
+    def delivering(self):
+        """A text waits until the hotkey, held for the next recording, is released."""
+        self.freeze_in_recognition(FOX)
+        self.keyboard.press(*HOTKEY)
+        self.thaw()
+        self.quillo.wait_for_line("Starting recording")
+        self.quillo.wait_for_line("Transcription: ")
+        self.desktop.speak("good morning team")
+        self.assertEqual(self.editor.pastes(), 0)
+        return [FOX, "good morning team"]
 
     def uploading(self):
         self.services.answer(body='{"text": "from afar"}', delay=3)
         self.hold_and_speak("hello world")
         wait_until(self.services.requests, "no upload")
-        return "from afar"
+        return ["from afar"]
 
     def downloading(self):
         self.services.answer_all({BASE: {"file": str(MODEL), "delay": 0.2}})
         self.click_button(ACCENT, self.choose_settings())
         part = self.model("base").with_suffix(".bin.part")
         wait_until(lambda: part.exists() and part.stat().st_size > 0, "no download")
-        return None
+        return []
 
     # ---- what must hold
 
@@ -66,8 +76,8 @@ class Endings(private_network.ServicesTest, SettingsTest):
     def saved_history(self):
         return [entry["text"] for entry in json.loads(self.desktop.history_file.read_bytes())]
 
-    def dictate(self, text):
-        super().dictate(text)
+    def expect_paste(self, text):
+        super().expect_paste(text)
         self.history.insert(0, text)
         wait_until(lambda: self.desktop.history_file.exists() and self.saved_history() == self.history,
                    lambda: f"the history is {self.saved_history()}, not {self.history}")  # fmt: skip
@@ -86,19 +96,20 @@ class Endings(private_network.ServicesTest, SettingsTest):
     def end(self, state, number):
         settings = next(self.desktop.root.rglob("Quillo.ini")).read_bytes()
         self.quillo.skip()
-        text = state()
+        texts = state()
         self.quillo.signal(number)
+        self.thaw()
         code = self.quillo.wait()
-        if state == self.recording:
+        if state in (self.recording, self.delivering):
             self.keyboard.release(*HOTKEY)
         if number == signal.SIGKILL:
             self.assertEqual(code, -number)
-            self.assertEqual(self.saved_history(), self.history)
+            self.assertEqual(self.editor.pastes(), 0)
         else:
             self.assertEqual(code, 0, self.quillo.tail())
-            if text:
-                self.history.insert(0, text)
-                self.expect_text(text)
+            if texts:
+                self.history[:0] = reversed(texts)
+                self.expect_text("".join(texts))
         self.assertEqual(self.saved_history(), self.history)
         self.expect_everything_in_order(settings)
 
@@ -110,6 +121,9 @@ class Endings(private_network.ServicesTest, SettingsTest):
 
     def test_recognising(self):
         self.end_both_ways(self.recognising)
+
+    def test_delivering(self):
+        self.end_both_ways(self.delivering)
 
     def test_uploading(self):
         self.end_both_ways(self.uploading)

@@ -1,4 +1,4 @@
-"""The sound server dies or hangs, and comes back."""
+"""The sound server dies or hangs, or the device is unplugged, and comes back."""
 
 import signal
 import unittest
@@ -8,7 +8,7 @@ import vitals
 from support import HOTKEY, DesktopTest
 
 
-class SoundServer(DesktopTest):
+class SoundTest(DesktopTest):
     def setUp(self):
         super().setUp()
         self.start()
@@ -49,41 +49,63 @@ class SoundServer(DesktopTest):
             lose()
         self.expect_paste(text)
 
-    def test_killed_while_recording(self):
-        self.lose_while_recording("good morning team", self.desktop.microphone.kill_server)
-        self.expect_deafness()
-        self.expect_recovery(self.desktop.microphone.restart_server)
 
-    def test_killed_between_dictations_twice(self):
+class Loss:
+    """Mixed into a test case, before its other base: lose() takes the microphone away, bring_back() undoes it."""
+
+    def test_lost_while_recording(self):
+        self.lose_while_recording("good morning team", self.lose)
+        self.expect_deafness()
+        self.expect_recovery(self.bring_back)
+
+    def test_lost_between_dictations_twice(self):
         for _ in range(2):
-            self.desktop.microphone.kill_server()
+            self.lose()
             self.expect_deafness()
-            self.desktop.microphone.restart_server()
+            self.bring_back()
             self.dictate("one two three four five")
-        self.desktop.microphone.kill_server()
-        self.expect_recovery(self.desktop.microphone.restart_server)
+        self.lose()
+        self.expect_recovery(self.bring_back)
 
     def test_back_before_the_key_is_released(self):
         """A recording that has lost its microphone does not find the new one; the next recording does."""
         self.editor.clear()
         with self.keyboard.held(*HOTKEY):
             self.desktop.speak("please send the report to the team")
-            self.desktop.microphone.kill_server()
-            self.desktop.microphone.restart_server()
+            self.lose()
+            self.bring_back()
         self.expect_paste("please send the report to the team")
         self.dictate("thank you")
         vitals.wait_until_back_at(self.quillo, self.before)
         self.expect_orderly_end()
 
-    def test_end_without_a_sound_server(self):
+    def test_end_without_it(self):
         with self.keyboard.held(*HOTKEY):
             self.desktop.speak("thank you")
-            self.desktop.microphone.kill_server()
+            self.lose()
             self.expect_orderly_end(signal.SIGTERM)
         self.expect_text("hello worldthank you")
+        self.bring_back()
+
+
+class ServerDies(Loss, SoundTest):
+    def lose(self):
+        self.desktop.microphone.kill_server()
+
+    def bring_back(self):
         self.desktop.microphone.restart_server()
 
-    # ---- a server that hangs: the program goes on while it still waits for the answer, which may never come
+
+class DeviceIsUnplugged(Loss, SoundTest):
+    def lose(self):
+        self.desktop.microphone.unplug()
+
+    def bring_back(self):
+        self.desktop.microphone.plug_in()
+
+
+class ServerHangs(SoundTest):
+    """The program goes on while it still waits for the answer, which may never come."""
 
     def suspend(self):
         self.addCleanup(self.desktop.microphone.resume_server)
