@@ -5,6 +5,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QImageReader>
 #include <QMenu>
 #include <QTimer>
 
@@ -113,6 +114,31 @@ TEST(Icon, ShowsTheSamePictureAtEverySize)
         EXPECT_GT(light(14, 27), 0.4); // base
         EXPECT_EQ(at(10, 14), background); // between head and holder
     }
+}
+
+// The file is kept in the tree, because a cross-build cannot draw it: it must not fall behind the code.
+TEST(Icon, IsTheSameInTheFileForWindows)
+{
+    if (!QImageReader::supportedImageFormats().contains("ico"))
+        GTEST_SKIP() << "this Qt does not read icon files";
+    QImageReader reader(QUILLO_TEST_DATA_DIR "/../../src/app/windows/quillo.ico");
+    std::vector<int> sizes;
+    do {
+        const QImage kept = reader.read().convertToFormat(QImage::Format_ARGB32);
+        ASSERT_FALSE(kept.isNull()) << reader.errorString().toStdString();
+        const QImage drawn = drawIcon(kept.width()).toImage().convertToFormat(QImage::Format_ARGB32);
+        ASSERT_EQ(kept.size(), drawn.size());
+        int different = 0;
+        for (int y = 0; y < kept.height(); ++y)
+            for (int x = 0; x < kept.width(); ++x) {
+                const QColor one = kept.pixelColor(x, y);
+                const QColor other = drawn.pixelColor(x, y);
+                different += std::abs(one.alpha() - other.alpha()) + std::abs(one.red() - other.red()) > 24;
+            }
+        EXPECT_LE(different, kept.width() / 8) << kept.width(); // versions of Qt round edges differently
+        sizes.push_back(kept.width());
+    } while (reader.jumpToNextImage());
+    EXPECT_THAT(sizes, ElementsAre(16, 24, 32, 48, 64, 128, 256));
 }
 
 } // namespace
