@@ -19,5 +19,5 @@ package="$(ls "$build"/quillo_*.deb)"
 dpkg-deb --extract "$package" "$tree"
 desktop-file-validate "$tree/usr/share/applications/quillo.desktop"
 appstreamcli validate --no-net "$tree/usr/share/metainfo/io.quillo.Quillo.metainfo.xml" >&2
-"$root/tools/check-hardening.sh" "$tree/usr/lib/quillo/quillo" >&2
+find "$tree/usr/lib/quillo" -type f -exec "$root/tools/check-hardening.sh" {} + >&2
 echo "$package"
