@@ -14,7 +14,7 @@ npm_package=nodejs-whisper@0.3.1 # carries the unchanged source tree under cpp/w
 npm_sha512=71ea2295456b691b91e459cdc97a46413d9ab80478f0e7370100449a45e75694a7f6237ac95473401142a954c659b93a59d8bde4d86fc1737316fb91edeacb5b
 
 sources="$cache/whisper.cpp-$version"
-prefix="$cache/whisper-$version"
+prefix="$cache/whisper-$version-$build_revision"
 
 system_has_it() {
     local probe
@@ -81,6 +81,8 @@ fi
 if [ $# -eq 0 ] && system_has_it; then exit 0; fi
 fetch
 
+linux_hardening=-fstack-clash-protection
+linking=-Wl,-z,relro,-z,now,-z,noexecstack
 say "Building whisper.cpp $version (once, some minutes on two cores)" >&2
 build="$prefix-build"
 log="$prefix"
@@ -88,7 +90,9 @@ rm -rf "$build" "$prefix"
 logged "$log-configure.log" cmake -S "$sources" -B "$build" -G Ninja \
     -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$prefix" -DCMAKE_INSTALL_RPATH='$ORIGIN;$ORIGIN/../lib' \
     -DCMAKE_BUILD_WITH_INSTALL_RPATH=ON -DCMAKE_INSTALL_LIBDIR=lib -DBUILD_SHARED_LIBS=ON -DGGML_OPENMP=ON -DGGML_CCACHE=ON \
-    -DWHISPER_BUILD_TESTS=OFF -DWHISPER_BUILD_SERVER=OFF "${variant[@]}"
+    -DWHISPER_BUILD_TESTS=OFF -DWHISPER_BUILD_SERVER=OFF "${variant[@]}" \
+    -DCMAKE_C_FLAGS="$hardening $linux_hardening" -DCMAKE_CXX_FLAGS="$hardening $linux_hardening" \
+    -DCMAKE_SHARED_LINKER_FLAGS="$linking" -DCMAKE_MODULE_LINKER_FLAGS="$linking"
 logged "$log-build.log" cmake --build "$build" --parallel "$jobs" --target "${targets[@]}"
 if [ -e "$build/bin/whisper-cli" ]; then
     install -D "$build/bin/whisper-cli" "$prefix/bin/whisper-cli" # what our figures are compared with

@@ -19,7 +19,7 @@ curl_version=7.88.1
 sources="$("$root/tools/get-whisper.sh" --source)"
 whisper_version="${sources##*-}"
 
-name="windows-qt$qtbase_version-portaudio$portaudio_version-curl$curl_version-whisper$whisper_version"
+name="windows-qt$qtbase_version-portaudio$portaudio_version-curl$curl_version-whisper$whisper_version-$build_revision"
 prefix="$cache/$name"
 packages="$cache/windows-source-packages"
 work="$cache/windows-build"
@@ -73,7 +73,7 @@ debian_patches() {
 build() {
     local name="$1" source="$2"
     rm -rf "${work:?}/$name-build"
-    logged "$logs/$name-configure.log" cmake -S "$source" -B "$work/$name-build" -G Ninja \
+    logged "$logs/$name-configure.log" env CFLAGS="$hardening" CXXFLAGS="$hardening" cmake -S "$source" -B "$work/$name-build" -G Ninja \
         -DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchains/mingw64.cmake" -DCMAKE_INSTALL_PREFIX="$prefix" \
         -DCMAKE_INSTALL_LIBDIR=lib -DCMAKE_BUILD_TYPE=Release \
         -DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache "${@:3}"
@@ -117,7 +117,7 @@ build_curl() {
     mapfile -t patches < <(tar xOf "$(compgen -G "$packages/curl_$curl_version-*.debian.tar.xz")" \
         debian/patches/series | grep -Ev '^[[:space:]]*(#|$)|^(90_gnutls|99_nss)')
     debian_patches curl "curl_$curl_version-*.debian.tar.xz" "${patches[@]}"
-    build curl "$work/curl" -DCMAKE_C_FLAGS=-D_WIN32_WINNT=0x0A00 \
+    build curl "$work/curl" -DCMAKE_C_FLAGS="$hardening -D_WIN32_WINNT=0x0A00" \
         -DBUILD_SHARED_LIBS=OFF -DBUILD_CURL_EXE=OFF -DBUILD_TESTING=OFF -DENABLE_MANUAL=OFF -DHTTP_ONLY=ON \
         -DCURL_USE_SCHANNEL=ON -DCURL_WINDOWS_SSPI=ON -DENABLE_UNICODE=ON -DUSE_WIN32_IDN=ON \
         -DENABLE_THREADED_RESOLVER=ON -DENABLE_IPV6=ON -DENABLE_UNIX_SOCKETS=OFF \
@@ -140,7 +140,8 @@ build_ggml() {
     sed -i '/ggml_add_cpu_backend_variant(sapphirerapids /d' "$work/ggml/src/CMakeLists.txt"
     build ggml "$work/ggml" -DBUILD_SHARED_LIBS=ON -DGGML_BACKEND_DL=ON -DGGML_CPU_ALL_VARIANTS=ON -DGGML_NATIVE=OFF \
         -DGGML_OPENMP=ON -DGGML_BUILD_TESTS=OFF -DGGML_BUILD_EXAMPLES=OFF \
-        -DCMAKE_C_FLAGS="-include $root/tools/windows/mingw-compat.h $vector_moves" -DCMAKE_CXX_FLAGS="$vector_moves"
+        -DCMAKE_C_FLAGS="$hardening -include $root/tools/windows/mingw-compat.h $vector_moves" \
+        -DCMAKE_CXX_FLAGS="$hardening $vector_moves"
 }
 
 # Part of the program, so that its exceptions never cross the border of a DLL.
@@ -149,7 +150,7 @@ build_whisper() {
     mkdir -p "$work/whisper"
     tar cf - -C "$sources" CMakeLists.txt cmake include src bindings/javascript LICENSE | tar xf - -C "$work/whisper"
     build whisper "$work/whisper" -DBUILD_SHARED_LIBS=OFF -DWHISPER_USE_SYSTEM_GGML=ON \
-        -DQUILLO_WINDOWS_PREFIX="$prefix" -DCMAKE_CXX_FLAGS="-isystem $prefix/include" \
+        -DQUILLO_WINDOWS_PREFIX="$prefix" -DCMAKE_CXX_FLAGS="$hardening -isystem $prefix/include" \
         -DWHISPER_BUILD_TESTS=OFF -DWHISPER_BUILD_EXAMPLES=OFF -DWHISPER_BUILD_SERVER=OFF
 }
 
