@@ -97,7 +97,10 @@ class Settings(private_network.ServicesTest, SettingsTest):
 
     def choose_hotkey(self):
         window = self.choose_settings()
+        dictations = self.quillo.count("Starting recording")
+        self.type_hotkey(window, *HOTKEY)  # the present one: here it is entered, too, and records nothing
         self.type_hotkey(window, "Control_L", "Alt_L", "d")
+        self.assertEqual(self.quillo.count("Starting recording"), dictations)
         self.keep(self.screen.picture(), "hotkey")
         self.click_apply(window)
         self.quillo.wait_for_line(r"Hotkey registered: Ctrl\+Alt\+D")
