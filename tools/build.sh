@@ -11,5 +11,6 @@ whisper="$("$root/tools/get-whisper.sh")"
 cd "$root"
 say "Building ($preset)"
 mkdir -p build
-logged "build/$preset-configure.log" cmake --preset "$preset" -DCMAKE_PREFIX_PATH="$whisper"
+logged "build/$preset-configure.log" cmake $(unless_found_in "build/$preset" "$whisper") --preset "$preset" \
+    -DCMAKE_PREFIX_PATH="$whisper"
 cmake --build --preset "$preset" --parallel "$jobs" ${1:+--target "$@"}

@@ -82,7 +82,8 @@ if [ $# -eq 0 ] && system_has_it; then exit 0; fi
 fetch
 
 linux_hardening=-fstack-clash-protection
-linking=-Wl,-z,relro,-z,now,-z,noexecstack
+# Libraries that call themselves directly need not have each function looked up at every start of the program.
+linking=-Wl,-z,relro,-z,now,-z,noexecstack,-Bsymbolic-functions
 say "Building whisper.cpp $version (once, some minutes on two cores)" >&2
 build="$prefix-build"
 log="$prefix"

@@ -9,7 +9,7 @@ export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
 # For the libraries that we build ourselves, what cmake/Hardening.cmake gives our own code. Libraries that are cached carry
 # the number in their folder's name: raise it when they are to be built in another way.
 hardening="-fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2"
-build_revision=2
+build_revision=3
 
 say() { printf '\033[1m==> %s\033[0m\n' "$*"; }
 fail() { printf 'error: %s\n' "$*" >&2; exit 1; }
@@ -20,6 +20,11 @@ as_root() {
     elif command -v sudo >/dev/null; then sudo "$@"
     else fail "this needs root, and sudo is not installed: $*"
     fi
+}
+
+# unless_found_in BUILD PREFIX: the option that makes CMake look again for libraries that it has found elsewhere before
+unless_found_in() {
+    if [ -e "$1/CMakeCache.txt" ] && ! grep -qF "=$2/" "$1/CMakeCache.txt"; then echo --fresh; fi
 }
 
 # Runs a long command with its output in a log, shown only when the command fails.

@@ -11,5 +11,5 @@ export QUILLO_WINDOWS_PREFIX
 cd "$root"
 say "Building (windows)"
 mkdir -p build
-logged build/windows-configure.log cmake --preset windows
+logged build/windows-configure.log cmake $(unless_found_in build/windows "$QUILLO_WINDOWS_PREFIX") --preset windows
 cmake --build --preset windows --parallel "$jobs" ${1:+--target "$@"}
