@@ -6,6 +6,9 @@
 # QUILLO_WINDOWS_PREFIX_ARCHIVE may name a packed folder of that kind ("prefix/..."), which saves building what is in
 # it. A file SHA256SUMS beside the archive is checked.
 #
+# With QUILLO_FEW_BACKENDS set, ggml has two back-ends only, which is enough to try everything and saves five minutes:
+# the one for any processor and the one for AVX2.
+#
 #   tools/windows/build-deps.sh             all that is missing
 #   tools/windows/build-deps.sh NAME...     builds these anew: qtbase portaudio curl ggml whisper
 #   tools/windows/build-deps.sh --at-hand   builds nothing: succeeds when Qt, which takes longest, is there already or
@@ -20,6 +23,7 @@ sources="$("$root/tools/get-whisper.sh" --source)"
 whisper_version="${sources##*-}"
 
 name="windows-qt$qtbase_version-portaudio$portaudio_version-curl$curl_version-whisper$whisper_version-$build_revision"
+[ -z "${QUILLO_FEW_BACKENDS:-}" ] || name+="-few"
 prefix="$cache/$name"
 packages="$cache/windows-source-packages"
 work="$cache/windows-build"
@@ -138,6 +142,10 @@ build_ggml() {
     # The compiler's AMX instructions take 32 bit strides on Windows, which do not assemble; that kind of server has
     # all else of zen4.
     sed -i '/ggml_add_cpu_backend_variant(sapphirerapids /d' "$work/ggml/src/CMakeLists.txt"
+    if [ -n "${QUILLO_FEW_BACKENDS:-}" ]; then
+        sed -i -E '/ggml_add_cpu_backend_variant\((x64|haswell)\b/!{/^ *ggml_add_cpu_backend_variant\([a-z]/d}' \
+            "$work/ggml/src/CMakeLists.txt"
+    fi
     build ggml "$work/ggml" -DBUILD_SHARED_LIBS=ON -DGGML_BACKEND_DL=ON -DGGML_CPU_ALL_VARIANTS=ON -DGGML_NATIVE=OFF \
         -DGGML_OPENMP=ON -DGGML_BUILD_TESTS=OFF -DGGML_BUILD_EXAMPLES=OFF \
         -DCMAKE_C_FLAGS="$hardening -include $root/tools/windows/mingw-compat.h $vector_moves" \
