@@ -47,4 +47,6 @@ start_wine() {
     trap end_wine EXIT
     start_display "$1"
     prepare_wine "$1"
+    # Else it would end with each program, and the next one may find it in the midst of that.
+    in_wine wineserver --persistent >"$1/wineserver.log" 2>&1
 }
