@@ -47,6 +47,8 @@ start_wine() {
     trap end_wine EXIT
     start_display "$1"
     prepare_wine "$1"
-    # Else it would end with each program, and the next one may find it in the midst of that.
-    in_wine wineserver --persistent >"$1/wineserver.log" 2>&1
+    # Else it would end with each program, and the next one may find it in the midst of that. Wine's services, which come
+    # with the first program and stay, keep that program's output open.
+    logged "$1/wineserver.log" in_wine wineserver --persistent
+    logged "$1/wineserver.log" in_wine timeout 120 wine cmd /c exit
 }

@@ -30,8 +30,11 @@ class WindowsProgram(unittest.TestCase):
         cls.desktop = cls.enterClassContext(Desktop(os.environ["QUILLO_HELPERS"]))
         cls.env = wine_environment(cls.desktop, WINE_HOME)
         cls.addClassCleanup(subprocess.run, ["wineserver", "--kill"], env=cls.env, timeout=60, check=False)
-        # Else it would end with each program, and the next one may find it in the midst of that.
-        subprocess.run(["wineserver", "--persistent"], env=cls.env, check=True, stdout=subprocess.DEVNULL, timeout=60)
+        # Else it would end with each program, and the next one may find it in the midst of that. Wine's services, which
+        # come with the first program and stay, keep that program's output open.
+        for first in ["wineserver", "--persistent"], ["wine", "cmd", "/c", "exit"]:
+            nowhere = subprocess.DEVNULL
+            subprocess.run(first, env=cls.env, check=True, stdout=nowhere, stderr=nowhere, timeout=120)
         cls.data = windows_data_dir(WINE_HOME)
         shutil.rmtree(cls.data, ignore_errors=True)
         for folder in ("models", "config"):
