@@ -244,10 +244,13 @@ class TrayTest(DesktopTest):
 class SettingsTest(TrayTest):
     """A test that works in the settings window."""
 
-    def wait_for_row(self, colour, window, width=50):
-        """Waits until the open page of the settings window has a row of that many pixels of this colour."""
+    def find_row(self, colour, window, width):
+        """Where the open page of the settings window has a row of that many pixels of this colour."""
         page = window._replace(y=window.y + TAB_BAR_HEIGHT, height=window.height - TAB_BAR_HEIGHT)
-        return wait_until(lambda: self.screen.picture().find(colour, page, width), lambda: f"no row of {colour}")
+        return self.screen.picture().find(colour, page, width)
+
+    def wait_for_row(self, colour, window, width=50):
+        return wait_until(lambda: self.find_row(colour, window, width), lambda: f"no row of {colour}")
 
     def click_button(self, colour, window):
         """Clicks the first button of this colour as soon as there is one."""
@@ -292,3 +295,5 @@ class SettingsTest(TrayTest):
         self.wait_for_row(ACCENT, window, width=200)
         with self.keyboard.held(*keys[:-1]):
             self.keyboard.tap(keys[-1])
+        # Until then, the hotkey that is in force is a key like any other.
+        wait_until(lambda: not self.find_row(ACCENT, window, width=200), lambda: "the field goes on waiting")
