@@ -37,6 +37,12 @@ bool SerialWorker::isBusy() const
     return working_ || !waiting_.empty();
 }
 
+bool SerialWorker::waitForMore(std::chrono::milliseconds time)
+{
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, time, [this] { return ending_ || !waiting_.empty(); });
+}
+
 void SerialWorker::work()
 {
     std::unique_lock lock(mutex_);

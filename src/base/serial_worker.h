@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <future>
@@ -24,6 +25,9 @@ public:
 
     /// Whether anything is left to be done.
     bool isBusy() const;
+
+    /// For the action that runs: waits until another one is posted. False when none has been in the time.
+    bool waitForMore(std::chrono::milliseconds time);
 
 private:
     struct Entry {

@@ -5,7 +5,7 @@
 #include "hotkey/hotkey_availability.h"
 #include "hotkey/hotkey_manager.h"
 
-#include <QTimer>
+#include <QCoreApplication>
 
 #include <utility>
 
@@ -34,7 +34,7 @@ void reportConflicts(const Hotkey& hotkey)
 } // namespace
 
 Engine::Engine()
-    : impl_(std::make_shared<Impl>())
+    : impl_(std::make_unique<Impl>())
 {
 }
 
@@ -60,7 +60,7 @@ void Engine::setCloudTranscriber(CloudTranscriber* transcriber)
 
 void Engine::setOverlay(OverlayController* overlay)
 {
-    impl_->overlay = overlay;
+    impl_->display.setOverlay(overlay);
 }
 
 void Engine::setToggleMode(bool toggleMode)
@@ -91,10 +91,9 @@ void Engine::setOnTranscription(std::function<void(const std::string&)> onTransc
 
 void Engine::start()
 {
-    impl_->stopped = false;
     const Hotkey hotkey = parseHotkey(impl_->hotkeyText);
     reportConflicts(hotkey);
-    // The hook ends before the engine does: its actions need no share of the state.
+    impl_->armedInToggleMode = impl_->toggleMode;
     Impl* const impl = impl_.get();
     if (impl->toggleMode)
         HotkeyManager::startToggle(hotkey, [impl] { impl->togglePress(); });
@@ -106,19 +105,25 @@ void Engine::start()
 void Engine::restartHotkey()
 {
     HotkeyManager::stop();
-    impl_->cancelPendingStart(); // its release will not be seen any more
+    if (!impl_->armedInToggleMode)
+        impl_->endPressBeforeItsStart(); // its release will not be seen any more
     start();
+}
+
+void Engine::finishRecording()
+{
+    impl_->finishAll();
 }
 
 void Engine::stop()
 {
     HotkeyManager::stop();
-    impl_->stopped = true;
-    impl_->cancelPendingStart();
-    impl_->joinWatchdog();
-    impl_->stopRecording();
-    impl_->waitForStopSequences();
-    impl_->levelTimer.reset();
+    impl_->presses.end();
+    impl_->watchdogThread = {};
+    impl_->finishAll();
+    QCoreApplication::removePostedEvents(&impl_->ui);
+    impl_->display.clear();
+    impl_->levelTimer.stop();
 }
 
 } // namespace quillo

@@ -45,7 +45,7 @@ public:
     /// The hotkey as text, initially "Ctrl+Shift+Space". Takes effect at the next start or restartHotkey.
     void setHotkey(const std::string& hotkeyText);
 
-    /// Receives each delivered text, trimmed, on a worker thread. To be set before start.
+    /// Receives each text, trimmed, on a worker thread, before it is pasted. To be set before start.
     void setOnTranscription(std::function<void(const std::string&)> onTranscription);
 
     /// Arms the hotkey. When it cannot be had, diagnostic lines say so and the program goes on without it.
@@ -54,13 +54,17 @@ public:
     /// Arms the hotkey anew with the present settings. A recording that is open goes on.
     void restartHotkey();
 
+    /// Finishes an open recording, its recognition and its delivery, and waits for those under way. The hotkey stays
+    /// armed.
+    void finishRecording();
+
     /// Disarms the hotkey, finishes an open recording, its recognition and its delivery, and waits for those under way.
     /// Afterwards no collaborator is touched any more. May be called more than once.
     void stop();
 
 private:
     struct Impl;
-    std::shared_ptr<Impl> impl_; ///< shared with posted starts and stop threads, which may come late
+    std::unique_ptr<Impl> impl_;
 };
 
 } // namespace quillo

@@ -6,18 +6,17 @@
 #include "engine/cloud_attempt.h"
 #include "hotkey/hotkey_manager.h"
 #include "output/text_injector.h"
-#include "platform/memory.h"
 #include "transcribe/cloud_transcriber.h"
 #include "transcribe/whisper_transcriber.h"
-#include "ui/overlay/overlay_controller.h"
 
 #include <QCoreApplication>
 #include <QMetaObject>
-#include <QThread>
-#include <QTimer>
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
+#include <exception>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -26,12 +25,13 @@ namespace quillo {
 namespace {
 
 using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
 
 constexpr int samplesPerSecond = 16000;
 constexpr int longestReservationSeconds = 3600; // bounds the address space taken for a very long limit
 constexpr auto watchdogPeriod = 500ms;
-constexpr auto holdCheckPeriod = 100ms; // how late a paste notices that the limit has closed the held recording
-constexpr auto releasePatience = 1s;
+constexpr auto releaseCheck = 100ms; // how late a waiting text notices that the limit has closed the held recording
+constexpr auto longestHold = 1min; // of a key that holds no recording open: a text waits no longer for it
 constexpr auto levelPeriod = 32ms; // one block of samples
 constexpr auto cloudPatience = 30s; // for the first answer, whatever it is
 
@@ -47,143 +47,63 @@ std::string trimmed(const std::string& text)
 
 } // namespace
 
+Engine::Impl::Impl()
+{
+    levelTimer.setInterval(levelPeriod);
+    QObject::connect(&levelTimer, &QTimer::timeout, &levelTimer, [this] { showLevel(); });
+}
+
 // To the user-interface thread.
 template<typename Action> void Engine::Impl::post(Action action)
 {
-    QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(action), Qt::QueuedConnection);
-}
-
-// In the order of the calls: at once on the user-interface thread, posted from any other.
-template<typename Action> void Engine::Impl::onOverlay(Action action)
-{
-    if (!overlay)
-        return;
-    if (QThread::currentThread() == QCoreApplication::instance()->thread()) {
-        action(*overlay);
-    } else {
-        post([self = shared_from_this(), action = std::move(action)] {
-            if (self->overlay && !self->stopped)
-                action(*self->overlay);
-        });
-    }
-}
-
-// What becomes of a closed recording is not shown over a newer one that is open.
-template<typename Action> void Engine::Impl::onOverlayUnlessRecording(Action action)
-{
-    onOverlay([this, action](OverlayController& shown) {
-        if (!recording)
-            action(shown);
-    });
+    QMetaObject::invokeMethod(&ui, std::move(action), Qt::QueuedConnection);
 }
 
 void Engine::Impl::pushPress()
 {
-    postStart();
+    post([this, press = presses.begin()] { startRecording(press); });
 }
 
 void Engine::Impl::pushRelease()
 {
-    requestStop();
+    presses.end();
+    stopRecording();
 }
 
 void Engine::Impl::togglePress()
 {
     // A start that is posted but has not run yet counts as a recording: this press ends it.
-    if (lastPress > pressesOver)
-        requestStop();
+    if (presses.isOpen())
+        pushRelease();
     else
-        postStart();
+        pushPress();
 }
 
-void Engine::Impl::postStart()
-{
-    post([self = shared_from_this(), press = ++lastPress] { self->startRecording(press); });
-}
-
-void Engine::Impl::showProgress(OverlayState state, const char* text)
-{
-    onOverlayUnlessRecording([=](OverlayController& shown) {
-        shown.setState(state);
-        shown.setText(text);
-    });
-}
-
-// The audio thread only leaves the level of its latest block behind: posting each would allocate there, and pile up
-// when this thread is busy.
-void Engine::Impl::followLevel()
-{
-    if (!overlay)
-        return;
-    latestLevel = 0;
-    if (!levelTimer) {
-        levelTimer = std::make_unique<QTimer>();
-        QObject::connect(levelTimer.get(), &QTimer::timeout, levelTimer.get(), [this] {
-            if (recording && overlay)
-                overlay->setLevel(latestLevel);
-            else
-                levelTimer->stop();
-        });
-    }
-    levelTimer->start(levelPeriod);
-}
-
-void Engine::Impl::requestStop()
-{
-    const std::uint64_t press = lastPress;
-    endPresses(press);
-    startStopThread(press);
-}
-
-void Engine::Impl::startStopThread(std::uint64_t upToPress)
-{
-    std::thread([self = shared_from_this(), upToPress] { self->stopRecording(upToPress); }).detach();
-}
-
-void Engine::Impl::endPresses(std::uint64_t upTo)
-{
-    auto over = pressesOver.load();
-    while (over < upTo && !pressesOver.compare_exchange_weak(over, upTo)) { }
-}
-
-void Engine::Impl::cancelPendingStart()
+void Engine::Impl::endPressBeforeItsStart()
 {
     const std::lock_guard lock(captureMutex);
-    if (!recording || recordingPress != lastPress)
-        endPresses(lastPress);
+    if (!recording)
+        presses.end();
 }
 
 void Engine::Impl::startRecording(std::uint64_t press)
 {
-    const std::lock_guard lock(captureMutex);
-    if (press <= pressesOver || stopped)
+    if (!openRecording(press))
         return;
-    // The stop of the recording before may have been asked for but not have got here yet.
-    closeRecording(pressesOver);
-    if (!recording)
-        openRecording(press);
-}
-
-void Engine::Impl::openRecording(std::uint64_t press)
-{
+    // From now on it may be closed at any moment; the keyboard does not wait while the overlay appears.
     logMessage("[Quillo] Starting recording...\n");
-    onOverlay([](OverlayController& shown) {
-        shown.placeAt(0.5F, 0.1F);
-        shown.show();
-        shown.setState(OverlayState::Listening);
-        shown.setText("Listening...");
-    });
+    display.showOpened();
     prepareSamples();
-    recordingPress = press;
-    recording = true;
-    followLevel();
-    if (audioCapture) {
-        // Without a microphone the recording stays open and hears nothing. Nobody listens to speech segments.
-        audioCapture->startCapture([this](const float* block, std::size_t count) { consumeSamples(block, count); }, {});
+    {
+        const std::lock_guard lock(captureMutex);
+        if (audioCapture && recording) {
+            // Without a microphone the recording hears nothing. Nobody listens to speech segments.
+            audioCapture->startCapture(
+                [this](const float* block, std::size_t count) { consumeSamples(block, count); }, {});
+        }
     }
-    joinWatchdog();
-    watchdogActive = true;
-    watchdogThread = std::thread(&Impl::watchdogLoop, this, press);
+    levelTimer.start();
+    watchdogThread = std::jthread([this, press](const std::stop_token& ended) { watchdogLoop(ended, press); });
 }
 
 // Room for all of the recording, and for the watchdog being late, so that the audio thread need not allocate.
@@ -191,12 +111,23 @@ void Engine::Impl::prepareSamples()
 {
     const auto seconds = std::min<int>(maxDurationSeconds, longestReservationSeconds) + 2;
     const std::lock_guard lock(samplesMutex);
-    samples.clear();
     try {
         samples.reserve(static_cast<std::size_t>(seconds) * samplesPerSecond);
     } catch (const std::bad_alloc&) {
         // Then it grows as it goes.
     }
+}
+
+// False when the press is over, or another one's recording is still open.
+bool Engine::Impl::openRecording(std::uint64_t press)
+{
+    const std::lock_guard lock(captureMutex);
+    if (recording || presses.isOver(press))
+        return false;
+    latestLevel = 0;
+    recordingPress = press;
+    recording = true;
+    return true;
 }
 
 void Engine::Impl::consumeSamples(const float* block, std::size_t count)
@@ -207,156 +138,152 @@ void Engine::Impl::consumeSamples(const float* block, std::size_t count)
             return;
         samples.insert(samples.end(), block, block + count);
     }
-    if (overlay)
-        latestLevel = blockLevel(block, count);
+    latestLevel = blockLevel(block, count);
 }
 
-void Engine::Impl::watchdogLoop(std::uint64_t press)
+// The audio thread only leaves the level of its latest block behind: posting each would allocate there, and pile up
+// when this thread is busy.
+void Engine::Impl::showLevel()
 {
-    const auto opened = std::chrono::steady_clock::now();
-    std::unique_lock lock(watchdogMutex);
-    while (!watchdogWake.wait_for(lock, watchdogPeriod, [this] { return !watchdogActive; })) {
-        const auto elapsed = std::chrono::floor<std::chrono::seconds>(std::chrono::steady_clock::now() - opened);
-        if (elapsed.count() >= maxDurationSeconds) {
-            startStopThread(press);
-            return;
-        }
-    }
+    if (recording)
+        display.showLevel(latestLevel);
+    else
+        levelTimer.stop();
 }
 
-void Engine::Impl::endWatchdog()
-{
-    {
-        const std::lock_guard lock(watchdogMutex);
-        watchdogActive = false;
-    }
-    watchdogWake.notify_all();
-}
-
-void Engine::Impl::joinWatchdog()
-{
-    endWatchdog();
-    if (watchdogThread.joinable())
-        watchdogThread.join();
-}
-
-void Engine::Impl::stopRecording(std::uint64_t upToPress)
+bool Engine::Impl::isOpen(std::uint64_t press)
 {
     const std::lock_guard lock(captureMutex);
-    closeRecording(upToPress);
+    return recording && recordingPress == press;
 }
 
-// Takes the samples at once and lets them be recognised while the stream is still being closed, which takes as long as
-// a block; it accepts nothing any more. When this is done, the microphone is free for the next recording.
-void Engine::Impl::closeRecording(std::uint64_t upToPress)
+void Engine::Impl::watchdogLoop(const std::stop_token& ended, std::uint64_t press)
 {
-    if (recordingPress > upToPress)
-        return;
-    std::vector<float> recorded;
+    const auto opened = Clock::now();
+    std::mutex mutex; // nobody else's: only the end of the thread interrupts the wait
+    std::condition_variable_any wake;
+    std::unique_lock lock(mutex);
+    while (isOpen(press) && !wake.wait_for(lock, ended, watchdogPeriod, [&] { return ended.stop_requested(); })) {
+        if (Clock::now() - opened < std::chrono::seconds(maxDurationSeconds))
+            continue;
+        const std::lock_guard captureLock(captureMutex);
+        if (recordingPress == press)
+            closeRecording();
+    }
+}
+
+void Engine::Impl::stopRecording()
+{
+    const std::lock_guard lock(captureMutex);
+    closeRecording();
+}
+
+void Engine::Impl::closeRecording()
+{
+    const auto recorded = std::make_shared<std::vector<float>>();
     {
         // Together, so that every block belongs either to this recording or to none.
         const std::lock_guard lock(samplesMutex);
         if (!recording.exchange(false))
             return;
-        recorded.swap(samples);
+        recorded->swap(samples);
     }
-    endPresses(recordingPress);
-    endWatchdog();
-    std::thread([self = shared_from_this(), recorded = std::move(recorded), turn = stopsBegun]() mutable {
-        self->finishInTurn(std::move(recorded), turn);
-    }).detach();
-    ++stopsBegun; // not before the thread exists: its turn would never end
+    presses.end(recordingPress);
+    post([this] { display.showClosed(); });
+    recognition.post([this, recorded] {
+        const Outcome outcome = finish(*recorded);
+        post([this, outcome] { display.showEnd(outcome); });
+    });
     if (audioCapture)
         audioCapture->stopCapture();
 }
 
-void Engine::Impl::finishInTurn(std::vector<float> recorded, std::uint64_t turn)
+void Engine::Impl::finishAll()
 {
-    std::unique_lock lock(stopMutex);
-    stopTurn.wait(lock, [&] { return stopsDone == turn; });
-    finish(recorded);
-    recorded = {};
-    // Each recognition is on a thread of its own, for which the allocator may keep a stock as large as the recogniser.
-    platform::returnFreedMemory();
-    ++stopsDone;
-    stopTurn.notify_all();
+    stopRecording();
+    if (!recognition.isBusy())
+        return;
+    QCoreApplication::sendPostedEvents(&ui); // or the overlay would show what was before
+    display.paint();
+    recognition.post([] {}).wait();
 }
 
-void Engine::Impl::waitForStopSequences()
-{
-    const std::uint64_t begun = [this] {
-        const std::lock_guard lock(captureMutex);
-        return stopsBegun;
-    }();
-    std::unique_lock lock(stopMutex);
-    stopTurn.wait(lock, [&] { return stopsDone == begun; });
-}
-
-void Engine::Impl::finish(const std::vector<float>& recorded)
+Engine::Impl::Outcome Engine::Impl::finish(const std::vector<float>& recorded)
 {
     logMessage("[Quillo] Stopping recording...\n");
-    showProgress(OverlayState::Processing, "Processing...");
     logMessage("[Quillo] Captured %zu samples (%.1f seconds)\n", recorded.size(),
         static_cast<double>(static_cast<float>(recorded.size()) / static_cast<float>(samplesPerSecond)));
-    if (recorded.empty()) {
-        showProgress(OverlayState::Error, "No audio captured");
-        return;
+    if (recorded.empty())
+        return Outcome::NoAudio;
+    try {
+        const Recognised recognised = recognise(recorded);
+        if (recognised.text.empty())
+            return recognised.gaveWay ? Outcome::Dropped : Outcome::NotTranscribed;
+        deliver(trimmed(recognised.text));
+        return Outcome::Pasted;
+    } catch (const std::exception& failure) { // no memory, no thread
+        logError("[Quillo] ERROR: Dictation failed: %s\n", failure.what());
+        return Outcome::NotTranscribed;
     }
-    const std::string text = recognise(recorded);
-    if (text.empty())
-        showProgress(OverlayState::Error, "Could not transcribe");
-    else
-        deliver(trimmed(text));
 }
 
-std::string Engine::Impl::recognise(const std::vector<float>& recorded)
+Engine::Impl::Recognised Engine::Impl::recognise(const std::vector<float>& recorded)
 {
     std::unique_lock lock(sourceMutex);
     const std::string source = transcriptionSource;
     lock.unlock();
 
-    std::string text;
-    if (source == "openai" || source == "mistral")
-        tryCloud(recorded, source, text) || tryLocal(recorded, text);
-    else
-        tryLocal(recorded, text) || tryCloud(recorded, source, text);
-    return text;
+    if (source == "openai" || source == "mistral") {
+        Recognised recognised = tryCloud(recorded, source);
+        if (recognised.text.empty())
+            recognised.text = tryLocal(recorded);
+        return recognised;
+    }
+    std::string text = tryLocal(recorded);
+    return text.empty() ? tryCloud(recorded, source) : Recognised{std::move(text)};
 }
 
-bool Engine::Impl::tryLocal(const std::vector<float>& recorded, std::string& text)
+std::string Engine::Impl::tryLocal(const std::vector<float>& recorded)
 {
     if (!localTranscriber || !localTranscriber->isLoaded())
-        return false;
+        return {};
     logMessage("[Quillo] Trying local transcription...\n");
     localTranscriber->addSamples(recorded.data(), recorded.size());
-    text = localTranscriber->transcribe();
-    return !text.empty();
+    return localTranscriber->transcribe();
 }
 
-bool Engine::Impl::tryCloud(const std::vector<float>& recorded, const std::string& source, std::string& text)
+Engine::Impl::Recognised Engine::Impl::tryCloud(const std::vector<float>& recorded, const std::string& source)
 {
     if (!cloudTranscriber)
-        return false;
+        return {};
     logMessage("[Quillo] Trying cloud transcription (%s)...\n", source.c_str());
     const auto attempt = std::make_shared<CloudAttempt>();
-    cloudTranscriber->transcribeAsync(
+    const bool asked = cloudTranscriber->transcribeAsync(
         std::string(reinterpret_cast<const char*>(recorded.data()), recorded.size() * sizeof(float)),
         [attempt](
             const std::string& reply, const std::string& /*provider*/, bool ok) { attempt->complete(reply, ok); });
-    text = attempt->waitFor(cloudPatience);
-    return !text.empty();
+    if (asked)
+        return {attempt->waitFor(cloudPatience)};
+    // Nobody will answer. The wait is there for the user to see, unless there is something better to do.
+    return {{}, recognition.waitForMore(cloudPatience)};
 }
 
 void Engine::Impl::deliver(const std::string& text)
 {
-    // While the user holds the hotkey for the next recording, the keys of the shortcut would mix with it: the paste
-    // would fail, and its key-up would end that recording.
-    while (lastPress > pressesOver && !HotkeyManager::waitForRelease(holdCheckPeriod)) { }
-    HotkeyManager::waitForRelease(releasePatience); // a key held beyond the limit of its recording
-    TextInjector::paste(text);
+    // First: whatever becomes of the paste, the text is not lost.
     if (onTranscription)
         onTranscription(text);
-    onOverlayUnlessRecording([](OverlayController& shown) { shown.showPasted(); });
+    // While the user holds the hotkey, the keys of the shortcut would mix with it: the paste would fail, and its key-up
+    // would end the recording that the hotkey holds open.
+    const auto mayBeSent = [] { return HotkeyManager::waitForRelease(0ms); };
+    auto deadline = Clock::now() + longestHold;
+    const auto waitOn = [this, &deadline] {
+        if (presses.isOpen())
+            deadline = Clock::now() + longestHold;
+        HotkeyManager::waitForRelease(releaseCheck);
+        return Clock::now() < deadline;
+    };
+    TextInjector::paste(text, mayBeSent, waitOn);
 }
 
 } // namespace quillo

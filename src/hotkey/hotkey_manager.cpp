@@ -31,6 +31,7 @@ std::mutex callbackMutex; // guards both actions and every call of them
 std::atomic<bool> pressed{false};
 std::condition_variable released; // with callbackMutex, after `pressed` has been cleared
 std::atomic<int> pauses{0};
+bool mainKeyLetThrough = false; // during a pause, until it comes up; the hook thread's, while there is one
 std::atomic<bool> running{false};
 std::condition_variable ended; // with callbackMutex, after `running` has been cleared
 std::atomic<bool> hookInstalled{false};
@@ -50,8 +51,12 @@ void run(const HotkeyManager::Action& action)
 
 bool handleKeyEvent(const platform::KeyEvent& event)
 {
-    if (pauses > 0 && event.down && !pressed)
-        return false;
+    if (event.virtualKey == watchedHotkey.virtualKey) {
+        // A key that repeats beyond the end of the pause is still the press that has been let through.
+        mainKeyLetThrough = event.down && (mainKeyLetThrough || (pauses > 0 && !pressed));
+        if (mainKeyLetThrough)
+            return false;
+    }
     const KeyDecision decision =
         decideKey(watchedHotkey, event, pressed, [](std::uint32_t key) { return hook->isDown(key); });
     if (decision.action != KeyAction::None) {
@@ -134,6 +139,7 @@ bool HotkeyManager::start(const Hotkey& hotkey, Action press, Action release)
     const bool pushToTalk = static_cast<bool>(release);
     watchedHotkey = hotkey;
     hookInstalled = false;
+    mainKeyLetThrough = false;
     setActions(std::move(press), std::move(release));
 
     std::promise<void> ready;

@@ -28,8 +28,9 @@ public:
     /// Waits until the hotkey is not held. False when it still is after the time. Any thread but the hook thread.
     static bool waitForRelease(std::chrono::milliseconds timeout);
 
-    /// While one exists, a press of the hotkey is a key like any other: it goes on to the application with the focus
-    /// and runs nothing. A hotkey that is already held still gets its release. User-interface thread.
+    /// While one exists, a press of the hotkey is a key like any other, until it comes up: it goes on to the
+    /// application with the focus and runs nothing. A hotkey that is already held still gets its release.
+    /// User-interface thread.
     class Pause {
     public:
         Pause();

@@ -221,13 +221,13 @@ CurlRuntime CloudTranscriber::takeRuntime()
     return *runtime_;
 }
 
-void CloudTranscriber::transcribeAsync(const std::string& audio, TranscriptionDone done)
+bool CloudTranscriber::transcribeAsync(const std::string& audio, TranscriptionDone done)
 {
     std::unique_lock lock(mutex_);
     std::vector<CloudProvider> asked;
     std::copy_if(providers_.begin(), providers_.end(), std::back_inserter(asked), isEligible);
     if (asked.empty())
-        return;
+        return false;
     UploadTask task{takeRuntime(), {}, {}, std::move(done), timeouts_.transcription};
     lock.unlock();
     task.wav = std::make_shared<const WavFile>(
@@ -236,6 +236,7 @@ void CloudTranscriber::transcribeAsync(const std::string& audio, TranscriptionDo
         task.provider = std::move(provider);
         std::thread([task] { upload(task); }).detach();
     }
+    return true;
 }
 
 void CloudTranscriber::testConnection(const std::string& provider, const std::string& apiKey, TestDone done)

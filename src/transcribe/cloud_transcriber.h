@@ -49,7 +49,7 @@ public:
     /// Asks all providers at once that are enabled and have a key, and returns. The audio is 32-bit float samples in
     /// machine byte order, mono and 16,000 a second. done is called once for each provider asked, possibly at the same
     /// time; never for one of unknown name.
-    void transcribeAsync(const std::string& audio, TranscriptionDone done);
+    bool transcribeAsync(const std::string& audio, TranscriptionDone done);
 
     /// Asks the provider's service whether it accepts the key, which it does with status 200, and logs its answer.
     /// done is called once: right here with false when the key is empty, else on the request's thread.

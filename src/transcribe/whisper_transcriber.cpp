@@ -126,44 +126,39 @@ std::optional<std::string> recognise(whisper_context* context, const std::vector
 
 bool WhisperTranscriber::loadModel(const std::string& path)
 {
-    std::shared_ptr<whisper_context> context;
-    {
-        const std::lock_guard lock(mutex_);
-        context.swap(context_);
-    }
-    context.reset(); // frees the old model before there is memory for the new one, unless a recognition still uses it
+    const std::lock_guard lock(contextMutex_);
+    context_.reset(); // frees the old model before there is memory for the new one, unless a recognition still uses it
 
     static std::once_flag prepared;
-    context = guarded([&] {
+    context_ = guarded([&] {
         std::call_once(prepared, prepareLibrary);
         return openModel(path);
     });
-    const std::lock_guard lock(mutex_);
-    context_ = std::move(context);
     return context_ != nullptr;
 }
 
 bool WhisperTranscriber::isLoaded() const
 {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(contextMutex_);
     return context_ != nullptr;
 }
 
 void WhisperTranscriber::addSamples(const float* samples, std::size_t count)
 {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(pendingMutex_);
     pending_.insert(pending_.end(), samples, samples + count);
 }
 
 std::string WhisperTranscriber::transcribe()
 {
     std::vector<float> samples;
-    std::shared_ptr<whisper_context> context;
     {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard lock(pendingMutex_);
         samples.swap(pending_);
-        context = context_;
     }
+    std::unique_lock lock(contextMutex_);
+    const std::shared_ptr<whisper_context> context = context_;
+    lock.unlock();
     if (!context || samples.empty())
         return {};
 

@@ -21,7 +21,8 @@ public:
     WhisperTranscriber& operator=(const WhisperTranscriber&) = delete;
 
     /// Replaces the model by the one in a file; the path is UTF-8. The old model is given up first, so that a failed
-    /// load (false) leaves none. Takes as long as reading the file does.
+    /// load (false) leaves none. Takes as long as reading the file does; isLoaded() and a transcribe() that comes
+    /// meanwhile wait for it.
     bool loadModel(const std::string& path);
 
     bool isLoaded() const;
@@ -35,8 +36,9 @@ public:
     std::string transcribe();
 
 private:
-    mutable std::mutex mutex_; // guards both
+    std::mutex pendingMutex_;
     std::vector<float> pending_;
+    mutable std::mutex contextMutex_; // held for as long as a model is being loaded
     std::shared_ptr<whisper_context> context_; // shared with a running recognition
 };
 

@@ -75,7 +75,7 @@ protected:
 
     template<typename Condition> bool waitFor(Condition condition)
     {
-        const auto deadline = std::chrono::steady_clock::now() + 60s;
+        const auto deadline = std::chrono::steady_clock::now() + 20s;
         while (!condition()) {
             if (std::chrono::steady_clock::now() > deadline)
                 return false;
@@ -92,7 +92,7 @@ protected:
 
     bool waitForDelivered(std::size_t count)
     {
-        return waitFor([&] { return delivered().size() == count; });
+        return waitFor([&] { return delivered().size() == count && system_.pastes().size() == count; });
     }
 
     void pressHotkey() { system_.press({vk::leftControl, vk::leftShift, vk::space}); }

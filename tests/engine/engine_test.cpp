@@ -77,31 +77,36 @@ TEST_F(EngineTest, RecordingsMadeWhileEarlierOnesAreRecognisedArriveInOrder)
     EXPECT_THAT(delivered(), ElementsAre(sentences[0], sentences[1], sentences[2]));
 }
 
-// The keys of the shortcut would mix with the hotkey, and end the recording that it holds open.
-TEST_F(EngineTest, PasteWaitsWhileTheHotkeyIsHeldForTheNextRecording)
+// The shortcut's keys would mix with the hotkey, and its key-up would end the recording that the hotkey holds open.
+TEST_F(EngineTest, PasteWaitsForTheHotkeyUntilTheVeryLastMoment)
 {
     loadModel();
+    engine_.setHotkey("F9"); // no modifier whose release a system waits for
     engine_.start();
-    dictate(0);
-    ASSERT_TRUE(waitForMicrophone(false));
-    pressHotkey();
-    ASSERT_TRUE(waitForMicrophone(true));
-    sound_.push(spoken(1));
-    std::this_thread::sleep_for(1s); // the first recording has long been recognised
+    const auto f9 = vk::f1 + 8;
+    const auto hold = [&](std::size_t sentence) {
+        system_.press(f9);
+        ASSERT_TRUE(waitForMicrophone(true));
+        std::this_thread::sleep_for(200ms); // a shortcut that does not wait would have been sent
+        sound_.push(spoken(sentence));
+    };
+    hold(0);
+    system_.release(f9);
+    ASSERT_TRUE(waitFor([&] { return system_.clipboard() == sentences[0]; }));
+    hold(1);
     EXPECT_THAT(system_.pastes(), IsEmpty());
-    releaseHotkey();
+    system_.release(f9);
     ASSERT_TRUE(waitForDelivered(2));
-    EXPECT_THAT(delivered(), ElementsAre(sentences[0], sentences[1]));
-    EXPECT_EQ(system_.pastesWithKeysDown(), 0);
 
-    // A held key must not keep a text for ever: the limit closes the recording, and then both arrive.
     engine_.setMaxDurationSeconds(1);
-    dictate(0);
-    ASSERT_TRUE(waitForMicrophone(false));
-    pressHotkey();
-    ASSERT_TRUE(waitForMicrophone(true));
-    sound_.push(spoken(1));
-    EXPECT_TRUE(waitForDelivered(4));
+    hold(2);
+    ASSERT_TRUE(waitFor([&] { return delivered().size() == 3; })) << "in the history, whatever becomes of the paste";
+    std::this_thread::sleep_for(200ms);
+    EXPECT_EQ(system_.pastes().size(), 2U) << "held beyond the limit";
+    system_.release(f9);
+    ASSERT_TRUE(waitForDelivered(3));
+    EXPECT_EQ(system_.pastes(), delivered());
+    EXPECT_EQ(system_.pastesWithKeysDown(), 0);
 }
 
 TEST_F(EngineTest, LimitClosesARecordingThatIsHeldOpen)
@@ -112,11 +117,29 @@ TEST_F(EngineTest, LimitClosesARecordingThatIsHeldOpen)
     pressHotkey();
     ASSERT_TRUE(waitForMicrophone(true));
     sound_.push(spoken(0));
-    ASSERT_TRUE(waitForDelivered(1));
+    ASSERT_TRUE(waitForMicrophone(false));
     releaseHotkey(); // finds nothing to close
+    ASSERT_TRUE(waitForDelivered(1));
     dictate(1);
     ASSERT_TRUE(waitForDelivered(2));
     EXPECT_EQ(occurrences(finalLog(), "Stopping recording"), 2);
+}
+
+TEST_F(EngineTest, AnExceptionCostsOneDictationOnly)
+{
+    loadModel();
+    engine_.setOnTranscription([this, first = true](const std::string& text) mutable {
+        if (std::exchange(first, false))
+            throw std::bad_alloc();
+        const std::lock_guard lock(mutex_);
+        delivered_.push_back(text);
+    });
+    engine_.start();
+    dictate(0);
+    dictate(1);
+    ASSERT_TRUE(waitForDelivered(1));
+    EXPECT_THAT(delivered(), ElementsAre(sentences[1]));
+    EXPECT_THAT(finalLog(), HasSubstr("[Quillo] ERROR: Dictation failed: std::bad_alloc\n"));
 }
 
 TEST_F(EngineTest, UnusableLimitMeansTheDefault)
@@ -258,6 +281,20 @@ TEST_F(EngineTest, RestartChangesTheHotkeyAndLeavesAnOpenRecordingAlone)
     system_.release({'X', vk::leftMenu});
     ASSERT_TRUE(waitForDelivered(1));
     EXPECT_THAT(delivered(), ElementsAre(sentences[0]));
+}
+
+TEST_F(EngineTest, RestartKeepsAToggledStartThatWaitsAndNoOther)
+{
+    for (const bool toggle : {false, true}) {
+        engine_.setToggleMode(toggle);
+        engine_.restartHotkey();
+        pressHotkey();
+        engine_.setToggleMode(false);
+        engine_.restartHotkey();
+        releaseHotkey(); // unheard
+        QCoreApplication::processEvents();
+        EXPECT_EQ(sound_.count(PaCall::OpenStream), toggle ? 1 : 0);
+    }
 }
 
 TEST_F(EngineTest, ConflictsAreReportedAndTheHotkeyIsArmedAllTheSame)

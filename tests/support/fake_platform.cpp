@@ -160,6 +160,12 @@ void FakePlatform::refuseClipboard(bool refuse)
     state_->clipboardRefused = refuse;
 }
 
+std::string FakePlatform::clipboard() const
+{
+    const std::lock_guard lock(state_->mutex);
+    return state_->clipboard;
+}
+
 std::vector<std::string> FakePlatform::pastes() const
 {
     const std::lock_guard lock(state_->mutex);
@@ -241,6 +247,7 @@ void KeyboardHook::run(std::atomic<bool>& running)
         state.deliveries.pop_front();
         const auto key = delivery.event.virtualKey;
         delivery.event.down ? (void)state.keysDown.insert(key) : (void)state.keysDown.erase(key);
+        state.changed.notify_all();
         lock.unlock();
         delivery.swallowed.set_value(impl_->handler(delivery.event));
         lock.lock();
@@ -297,13 +304,26 @@ bool setClipboardText(const std::string& utf8)
     return !state.clipboardRefused;
 }
 
-void sendPasteShortcut()
+bool sendPasteShortcut(const std::function<bool()>& mayBeSent)
 {
     State& state = system();
+    {
+        std::unique_lock lock(state.mutex);
+        state.changed.wait_for(lock, std::chrono::seconds(1), [&] { return state.keysDown.empty(); });
+        lock.unlock();
+        if (!mayBeSent())
+            return false;
+        lock.lock();
+        state.pastesWithKeysDown += state.keysDown.empty() ? 0 : 1;
+    }
+    // The hook hears of the shortcut's keys as of any others.
+    auto& keyboard = test::FakePlatform::instance();
+    keyboard.press({vk::leftControl, 'V'});
+    keyboard.release({'V', vk::leftControl});
     const std::lock_guard lock(state.mutex);
     state.pastes.push_back(state.clipboard);
-    state.pastesWithKeysDown += state.keysDown.empty() ? 0 : 1;
     state.changed.notify_all();
+    return true;
 }
 
 void settleClipboard() { }

@@ -43,6 +43,7 @@ public:
     void setDataRoot(const std::string& folder);
 
     void refuseClipboard(bool refuse);
+    std::string clipboard() const;
     std::vector<std::string> pastes() const; ///< clipboard content at each paste shortcut
     int pastesWithKeysDown() const; ///< how many shortcuts were sent while the user held a key
     /// Waits until so many pastes have been sent. False when they have not within the time.

@@ -69,8 +69,9 @@ GlobalMemory toClipboardMemory(const std::string& utf8)
 
 bool isModifierHeld()
 {
-    constexpr int others[] = {VK_SHIFT, VK_MENU, VK_LWIN, VK_RWIN}; // than the shortcut's own
-    return std::any_of(std::begin(others), std::end(others), [](int key) { return GetAsyncKeyState(key) < 0; });
+    // The shortcut's own as well: its key-up would end what the user holds Ctrl for, the hotkey above all.
+    constexpr int modifiers[] = {VK_CONTROL, VK_SHIFT, VK_MENU, VK_LWIN, VK_RWIN};
+    return std::any_of(std::begin(modifiers), std::end(modifiers), [](int key) { return GetAsyncKeyState(key) < 0; });
 }
 
 INPUT keystroke(WORD virtualKey, DWORD flags)
@@ -97,9 +98,9 @@ bool setClipboardText(const std::string& utf8)
     return true;
 }
 
-void sendPasteShortcut()
+bool sendPasteShortcut(const std::function<bool()>& mayBeSent)
 {
-    for (int check = 0; check < modifierChecks && isModifierHeld(); ++check)
+    for (int check = 0; check < modifierChecks && isModifierHeld() && mayBeSent(); ++check)
         Sleep(modifierPause);
     std::array keystrokes{
         keystroke(VK_CONTROL, 0),
@@ -107,9 +108,12 @@ void sendPasteShortcut()
         keystroke('V', KEYEVENTF_KEYUP),
         keystroke(VK_CONTROL, KEYEVENTF_KEYUP),
     };
+    if (!mayBeSent())
+        return false;
     // In one call: nothing comes between. A window with higher rights than ours gets none of it, which no result tells
     // reliably: the text stays on the clipboard in any case, for the user to paste.
     SendInput(static_cast<UINT>(keystrokes.size()), keystrokes.data(), sizeof(INPUT));
+    return true;
 }
 
 void settleClipboard()

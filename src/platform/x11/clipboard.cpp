@@ -5,6 +5,7 @@
 #include "platform/x11/key_map.h"
 #include "platform/x11/selection_owner.h"
 
+#include <bitset>
 #include <chrono>
 #include <thread>
 #include <vector>
@@ -22,13 +23,15 @@ constexpr unsigned usualVKeycode = 55;
 
 x11::SelectionOwner& clipboard()
 {
-    static x11::SelectionOwner instance;
-    return instance;
+    // Never destroyed: a dictation may still use it while the process's static objects go.
+    static auto* const instance = new x11::SelectionOwner;
+    return *instance;
 }
 
-std::vector<unsigned> heldModifiers(Display* display, const x11::KeyMap& keys)
+using KeysDown = std::bitset<x11::keycodeCount>;
+
+std::vector<unsigned> modifiersIn(const KeysDown& down, const x11::KeyMap& keys)
 {
-    const auto down = x11::keysDown(display);
     std::vector<unsigned> held;
     for (unsigned keycode = 0; keycode < x11::keycodeCount; ++keycode)
         if (down[keycode] && x11::modifierOf(keys.virtualKey(keycode)))
@@ -36,9 +39,59 @@ std::vector<unsigned> heldModifiers(Display* display, const x11::KeyMap& keys)
     return held;
 }
 
+// The hook may not have heard of it yet.
+bool holdsHotkey(const KeysDown& down)
+{
+    for (unsigned keycode = 0; keycode < x11::keycodeCount; ++keycode)
+        if (down[keycode] && x11::isWatchedHere(keycode))
+            return true;
+    return false;
+}
+
+/// While one exists, no other program's requests are served.
+class ServerGrab {
+public:
+    explicit ServerGrab(Display* display)
+        : display_(display)
+    {
+        XGrabServer(display_);
+    }
+    ~ServerGrab()
+    {
+        XUngrabServer(display_);
+        XSync(display_, False);
+    }
+    ServerGrab(const ServerGrab&) = delete;
+    ServerGrab& operator=(const ServerGrab&) = delete;
+
+private:
+    Display* display_;
+};
+
 void fakeKey(Display* display, unsigned keycode, bool down)
 {
     XTestFakeKeyEvent(display, keycode, down, CurrentTime);
+}
+
+/// Sends the shortcut unless the user holds keys that would spoil it, or that it would spoil; those of the first kind
+/// only count until the deadline.
+bool sendIfFree(Display* display, const x11::KeyMap& keys, unsigned control, unsigned letter,
+    std::chrono::steady_clock::time_point deadline)
+{
+    const KeysDown down = x11::keysDown(display);
+    const std::vector<unsigned> modifiers = modifiersIn(down, keys);
+    if ((!modifiers.empty() || holdsHotkey(down)) && std::chrono::steady_clock::now() < deadline)
+        return false;
+    // What is still held would make another shortcut of it. It is not pressed again afterwards: the user may have let
+    // go meanwhile, and it would stay down.
+    for (const unsigned keycode : modifiers)
+        fakeKey(display, keycode, false);
+    clipboard().expectPaste();
+    fakeKey(display, control, true);
+    fakeKey(display, letter, true);
+    fakeKey(display, letter, false);
+    fakeKey(display, control, false);
+    return true;
 }
 
 } // namespace
@@ -48,36 +101,27 @@ bool setClipboardText(const std::string& utf8)
     return clipboard().setText(utf8);
 }
 
-void sendPasteShortcut()
+bool sendPasteShortcut(const std::function<bool()>& mayBeSent)
 {
     x11::Connection connection;
     int unused = 0;
     if (!connection || !XTestQueryExtension(connection.get(), &unused, &unused, &unused, &unused))
-        return;
+        return true;
     Display* const display = connection.get();
     const x11::KeyMap keys(display);
-
-    const auto deadline = std::chrono::steady_clock::now() + releasePatience;
-    std::vector<unsigned> held = heldModifiers(display, keys);
-    // A user who holds the hotkey dictates again: lifting those keys would end that recording.
-    while (!held.empty() && connection && (x11::hotkeyHeldHere() || std::chrono::steady_clock::now() < deadline)) {
-        std::this_thread::sleep_for(releaseCheck);
-        held = heldModifiers(display, keys);
-    }
-    // What is still held would make another shortcut of it. It is not pressed again afterwards: the user may have let
-    // go meanwhile, and it would stay down.
-    for (const unsigned keycode : held)
-        fakeKey(display, keycode, false);
-
     const std::vector<unsigned> controls = keys.keycodes(vk::leftControl);
     const unsigned control = controls.empty() ? usualControlKeycode : controls.front();
     const unsigned letter = x11::keycodeTyping(display, XK_v, usualVKeycode);
-    clipboard().expectPaste();
-    fakeKey(display, control, true);
-    fakeKey(display, letter, true);
-    fakeKey(display, letter, false);
-    fakeKey(display, control, false);
-    XSync(display, False);
+
+    const auto deadline = std::chrono::steady_clock::now() + releasePatience;
+    while (connection) {
+        if (!mayBeSent())
+            return false;
+        if (const ServerGrab grab(display); sendIfFree(display, keys, control, letter, deadline))
+            return true;
+        std::this_thread::sleep_for(releaseCheck);
+    }
+    return true;
 }
 
 void settleClipboard()

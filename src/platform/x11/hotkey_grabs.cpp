@@ -1,7 +1,6 @@
 #include "platform/x11/hotkey_grabs.h"
 
 #include <algorithm>
-#include <atomic>
 #include <mutex>
 #include <set>
 #include <utility>
@@ -14,7 +13,7 @@ using Grab = std::pair<unsigned, unsigned>; // keycode, modifier state
 struct Record {
     std::mutex mutex;
     std::set<Grab> grabs;
-    std::atomic<bool> held = false;
+    std::vector<unsigned> keycodes;
 };
 
 Record& record()
@@ -23,10 +22,11 @@ Record& record()
     return instance;
 }
 
-void put(std::set<Grab> grabs)
+void put(std::set<Grab> grabs, std::vector<unsigned> keycodes)
 {
     const std::lock_guard lock(record().mutex);
     record().grabs = std::move(grabs);
+    record().keycodes = std::move(keycodes);
 }
 
 // The keyboard freezes at the key press, so that the decision whether to pass it on can be taken first.
@@ -39,13 +39,7 @@ void grab(const Connection& connection, unsigned keycode, unsigned state)
 
 HotkeyGrabs::~HotkeyGrabs()
 {
-    put({});
-    noteHeld(false);
-}
-
-void HotkeyGrabs::noteHeld(bool held)
-{
-    record().held = held;
+    put({}, {});
 }
 
 void HotkeyGrabs::take(const KeyMap& keys, const KeyCombination& combination)
@@ -70,7 +64,7 @@ void HotkeyGrabs::take(const KeyMap& keys, const KeyCombination& combination)
     for (const auto& [serial, wanted] : requests)
         if (!std::binary_search(refused.begin(), refused.end(), serial))
             granted.insert(wanted);
-    put(std::move(granted));
+    put(std::move(granted), keycodes_);
 }
 
 void HotkeyGrabs::takeEveryState()
@@ -97,9 +91,10 @@ bool grabbedHere(unsigned keycode, unsigned state)
     return record().grabs.contains({keycode, state});
 }
 
-bool hotkeyHeldHere()
+bool isWatchedHere(unsigned keycode)
 {
-    return record().held;
+    const std::lock_guard lock(record().mutex);
+    return std::ranges::find(record().keycodes, keycode) != record().keycodes.end();
 }
 
 } // namespace quillo::platform::x11

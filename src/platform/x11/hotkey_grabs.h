@@ -10,7 +10,7 @@ namespace quillo::platform::x11 {
 
 /// The key grabs by which a connection can swallow one key combination: its main key with every modifier state that
 /// has the required modifiers. Grabs that another client holds are left out, silently. Dropped with the connection.
-/// The grabs are put on record for the whole process, see grabbedHere().
+/// They are put on record for the whole process: see grabbedHere() and isWatchedHere().
 class HotkeyGrabs {
 public:
     explicit HotkeyGrabs(Connection& connection)
@@ -29,9 +29,6 @@ public:
     void takeEveryState();
     void dropOtherStates();
 
-    /// Puts on record whether the user holds the combination, see hotkeyHeldHere().
-    void noteHeld(bool held);
-
 private:
     Connection& connection_;
     std::vector<unsigned> keycodes_;
@@ -43,7 +40,7 @@ private:
 /// Whether this process holds the grab of exactly this key and modifier state by a HotkeyGrabs. Any thread.
 bool grabbedHere(unsigned keycode, unsigned state);
 
-/// Whether the user holds the combination of a HotkeyGrabs of this process now. Any thread.
-bool hotkeyHeldHere();
+/// Whether this is a main key of this process's HotkeyGrabs, granted or not. Any thread.
+bool isWatchedHere(unsigned keycode);
 
 } // namespace quillo::platform::x11

@@ -109,7 +109,6 @@ void KeyWatch::dispatch(XEvent& event)
     } else if (event.type == xkb_) { // another layout of the keyboard became active
         reloadKeys();
     }
-    grabs_.noteHeld(any(Press::Swallowed));
 }
 
 void KeyWatch::onRaw(const XEvent& event)

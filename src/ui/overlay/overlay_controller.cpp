@@ -88,6 +88,12 @@ void OverlayController::showPasted()
     setState(OverlayState::Pasted);
 }
 
+void OverlayController::paint()
+{
+    if (impl_->widget)
+        impl_->widget->repaint();
+}
+
 void OverlayController::setLevel(int level)
 {
     if (impl_->widget)

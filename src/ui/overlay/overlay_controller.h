@@ -34,6 +34,9 @@ public:
     /// The text "✓ Pasted" and the state Pasted.
     void showPasted();
 
+    /// Paints the present state at once, for when the thread is about to be busy.
+    void paint();
+
     /// Loudness of the recording, clamped to 0 to 100.
     void setLevel(int level);
 

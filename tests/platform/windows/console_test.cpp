@@ -44,6 +44,7 @@ using namespace std::chrono_literals;
 using Keys = std::vector<KeyEvent>;
 
 constexpr auto patience = 20s;
+const auto always = [] { return true; };
 constexpr const char* guardName = "Quillo_Test_\u00e9";
 constexpr const wchar_t* wideGuardName = L"Quillo_Test_\u00e9";
 constexpr const wchar_t* hotkeyHeldEvent = L"Quillo_Test_HotkeyHeld";
@@ -563,7 +564,7 @@ TEST_F(PasteTest, isTheShortcutAsOneUndisturbedSequence)
 {
     const Keys shortcut{{vk::control, true}, {'V', true}, {'V', false}, {vk::control, false}};
     const HookThread thread(&swallowJ);
-    sendPasteShortcut();
+    sendPasteShortcut(always);
     EXPECT_TRUE(receives(4));
     EXPECT_EQ(received, shortcut);
 
@@ -578,7 +579,7 @@ TEST_F(PasteTest, waitsForModifiersToComeUp)
     const auto shiftIsUpAtV = [] {
         received.clear();
         send({{vk::leftShift, true}});
-        auto pasting = std::async(std::launch::async, [] { sendPasteShortcut(); });
+        auto pasting = std::async(std::launch::async, [] { sendPasteShortcut(always); });
         std::this_thread::sleep_for(50ms);
         send({{vk::leftShift, false}});
         EXPECT_TRUE(receives(6));
@@ -594,7 +595,7 @@ TEST_F(PasteTest, insertsTheTextIntoTheFocusedField)
 {
     const FocusedWindow field(L"EDIT");
     ASSERT_TRUE(setClipboardText("d\u00e9j\u00e0 vu \u2713 \U0001F600"));
-    sendPasteShortcut();
+    sendPasteShortcut(always);
     wchar_t text[64]{};
     EXPECT_TRUE(pumpUntil([&] { return GetWindowTextW(field.handle(), text, 64) > 0; }));
     EXPECT_STREQ(text, L"d\u00e9j\u00e0 vu \u2713 \U0001F600");

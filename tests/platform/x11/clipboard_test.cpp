@@ -12,6 +12,8 @@
 namespace quillo::platform {
 namespace {
 
+const auto always = [] { return true; };
+
 // Another program that asks for the clipboard, or plays the clipboard manager.
 class Peer {
 public:
@@ -155,12 +157,12 @@ TEST_F(X11Clipboard, SurvivesLosingOwnershipAndConnection)
     ASSERT_TRUE(setClipboardText("third"));
     EXPECT_EQ(peer_.fetch("UTF8_STRING"), "third");
     peer_.killOwner();
-    sendPasteShortcut();
+    sendPasteShortcut(always);
     settleClipboard(); // must neither hang nor fall over the lost connection
     {
         const NoServer noServer;
         EXPECT_FALSE(setClipboardText("fourth"));
-        sendPasteShortcut();
+        sendPasteShortcut(always);
     }
     EXPECT_TRUE(setClipboardText("fifth"));
 }
@@ -169,7 +171,7 @@ TEST_F(X11Clipboard, SettleWaitsForThePaste)
 {
     constexpr std::chrono::milliseconds slowApplication{50};
     ASSERT_TRUE(setClipboardText("spät"));
-    sendPasteShortcut();
+    sendPasteShortcut(always);
     auto settled = std::async(std::launch::async, settleClipboard);
     std::this_thread::sleep_for(slowApplication);
     EXPECT_EQ(peer_.fetch("UTF8_STRING"), "spät");
@@ -206,7 +208,7 @@ TEST_P(X11Paste, SendsCtrlVAndNothingElse)
     Application application;
     Typist user(GetParam().keyboard);
     user.type(GetParam().before);
-    auto paste = std::async(std::launch::async, sendPasteShortcut);
+    auto paste = std::async(std::launch::async, sendPasteShortcut, always);
     user.type(GetParam().during);
     paste.get();
     EXPECT_EQ(application.takeKeysUntil("-v -Control_L"), GetParam().seen);
