@@ -1,4 +1,5 @@
 #include "hotkey/key_decision.h"
+#include "platform/clipboard.h"
 #include "platform/hotkey_probe.h"
 #include "platform/keyboard_hook.h"
 #include "platform/x11/desktop.h"
@@ -334,6 +335,18 @@ TEST_F(X11Layout, LetterThatNoLayoutHasIsWhereUsKeyboardsHaveIt)
     typist_.type("-Control_L");
     EXPECT_EQ(seen(&watch), "+Control_L -Control_L");
     EXPECT_EQ(watch.log(), "PR");
+}
+
+// The hook may not have heard of the key when the shortcut is due.
+TEST_F(X11Keyboard, PasteShortcutKeepsOutOfAHeldHotkey)
+{
+    Watch watch({0, vk::f1 + 8});
+    typist_.type("+F9");
+    EXPECT_FALSE(sendPasteShortcut([&] { return watch.log().empty(); }));
+    EXPECT_EQ(watch.log(), "P");
+    typist_.type("-F9");
+    EXPECT_TRUE(sendPasteShortcut([&] { return watch.log() == "PR"; }));
+    EXPECT_EQ(seen(&watch), "+Control_L +v -v -Control_L");
 }
 
 class X11OtherProgram : public X11Keyboard {
