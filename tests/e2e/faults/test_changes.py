@@ -4,7 +4,7 @@ import unittest
 
 import common  # noqa: F401
 import vitals
-from support import HOTKEY, MODEL, SET_ACTIVE_BUTTON, SettingsTest, wait_until
+from support import HOTKEY, MODEL, SET_ACTIVE_BUTTON, SettingsTest
 
 FOX = "the quick brown fox jumps over the lazy dog"
 
@@ -54,7 +54,7 @@ class Changes(SettingsTest):
         self.screen.click(button.x + button.width // 2, button.y + 4)
         self.thaw()
         self.wait_for_active_model("tiny")
-        wait_until(lambda: self.quillo.count("Transcription: ") == self.quillo.count("Transcribing"), "no end")
+        self.expect_pill("Pasted")
         self.assertEqual(self.quillo.count(f'" {FOX}"'), 1)
         self.close_settings()
         before = vitals.measure(self.quillo)
