@@ -14,6 +14,14 @@ namespace {
 constexpr int longItems = 32; // property format of C longs, whatever their size
 constexpr int byteItems = 8;
 
+// Bytes that a property of a single request can take. Xlib makes large requests of its own accord.
+std::size_t largestProperty(Display* display)
+{
+    constexpr std::size_t unit = 4; // bytes
+    constexpr std::size_t head = 64; // more than the request takes beside the bytes
+    return static_cast<std::size_t>(std::max(XExtendedMaxRequestSize(display), XMaxRequestSize(display))) * unit - head;
+}
+
 // The STRING target is Latin-1 by definition.
 std::string toLatin1(const std::string& utf8)
 {
@@ -61,11 +69,11 @@ SelectionServer::SelectionServer(SelectionBoard& board)
         return;
     Display* const display = connection_.get();
     static constexpr std::array<const char*, nameCount> texts{"CLIPBOARD", "CLIPBOARD_MANAGER", "SAVE_TARGETS",
-        "TARGETS", "MULTIPLE", "ATOM_PAIR", "TIMESTAMP", "INCR", "UTF8_STRING", "text/plain;charset=utf-8",
-        "text/plain", "_SELECTION_SCRATCH"};
+        "TARGETS", "MULTIPLE", "ATOM_PAIR", "TIMESTAMP", "UTF8_STRING", "text/plain;charset=utf-8", "text/plain",
+        "_SELECTION_SCRATCH"};
     for (std::size_t i = 0; i < nameCount; ++i)
         names_[i] = connection_.atom(texts[i]);
-    pieceSize_ = static_cast<std::size_t>(XMaxRequestSize(display)) * 4 - 256;
+    largestText_ = largestProperty(display);
     window_ = XCreateSimpleWindow(display, connection_.root(), 0, 0, 1, 1, 0, 0, 0);
     XSelectInput(display, window_, PropertyChangeMask);
 }
@@ -114,9 +122,7 @@ void SelectionServer::dispatch(XEvent& event)
 {
     switch (event.type) {
     case PropertyNotify:
-        if (event.xproperty.window != window_)
-            continueTransfer(event.xproperty);
-        else if (event.xproperty.atom == (*this)[Scratch] && event.xproperty.state == PropertyNewValue)
+        if (event.xproperty.atom == (*this)[Scratch] && event.xproperty.state == PropertyNewValue)
             claim(event.xproperty.time);
         break;
     case SelectionRequest:
@@ -133,9 +139,6 @@ void SelectionServer::dispatch(XEvent& event)
         board_.changed.notify_all();
         break;
     }
-    case DestroyNotify:
-        dropTransfers(event.xdestroywindow.window);
-        break;
     default:
         break;
     }
@@ -149,7 +152,8 @@ void SelectionServer::claim(Time time)
     if (!text)
         return;
     XSetSelectionOwner(connection_.get(), (*this)[Clipboard], window_, time);
-    const bool owned = XGetSelectionOwner(connection_.get(), (*this)[Clipboard]) == window_ && !connection_.lost();
+    const bool owned = text->size() <= largestText_
+        && XGetSelectionOwner(connection_.get(), (*this)[Clipboard]) == window_ && !connection_.lost();
     text_ = owned ? text : nullptr;
     ownedSince_ = time;
     lock.lock();
@@ -194,11 +198,9 @@ void SelectionServer::answer(const XSelectionRequestEvent& request)
     reply.xselection.time = request.time;
     XSendEvent(connection_.get(), request.requestor, False, NoEventMask, &reply);
     XFlush(connection_.get());
-    const bool inPieces = std::any_of(transfers_.begin(), transfers_.end(),
-        [&](const Transfer& transfer) { return transfer.requestor == request.requestor; });
     const bool isText = request.target != (*this)[Targets] && request.target != (*this)[Timestamp]
         && request.target != (*this)[SaveTargets];
-    if (converted && isText && !inPieces)
+    if (converted && isText)
         textDelivered();
 }
 
@@ -245,46 +247,13 @@ bool SelectionServer::convertMultiple(Window requestor, Atom property)
 
 bool SelectionServer::convertText(Window requestor, Atom target, Atom property)
 {
-    Text bytes;
     if (target == (*this)[Utf8String] || target == (*this)[PlainUtf8] || target == (*this)[Plain])
-        bytes = text_;
+        setText(requestor, property, target, *text_);
     else if (target == XA_STRING)
-        bytes = std::make_shared<const std::string>(toLatin1(*text_));
+        setText(requestor, property, target, toLatin1(*text_));
     else
         return false;
-    if (bytes->size() <= pieceSize_) {
-        setProperty(requestor, property, target, bytes->data(), bytes->size());
-        return true;
-    }
-    XSelectInput(connection_.get(), requestor, PropertyChangeMask | StructureNotifyMask);
-    setProperty(requestor, property, (*this)[Incr], {bytes->size()});
-    transfers_.push_back({requestor, property, target, bytes, 0});
     return true;
-}
-
-void SelectionServer::continueTransfer(const XPropertyEvent& event)
-{
-    if (event.state != PropertyDelete)
-        return;
-    const auto transfer = std::find_if(transfers_.begin(), transfers_.end(), [&](const Transfer& candidate) {
-        return candidate.requestor == event.window && candidate.property == event.atom;
-    });
-    if (transfer == transfers_.end())
-        return;
-    // The last piece is followed by an empty one.
-    const std::size_t size = std::min(pieceSize_, transfer->bytes->size() - transfer->sent);
-    setProperty(event.window, event.atom, transfer->type, transfer->bytes->data() + transfer->sent, size);
-    transfer->sent += size;
-    if (size > 0)
-        return;
-    transfers_.erase(transfer);
-    XFlush(connection_.get());
-    textDelivered();
-}
-
-void SelectionServer::dropTransfers(Window requestor)
-{
-    transfers_.remove_if([requestor](const Transfer& transfer) { return transfer.requestor == requestor; });
 }
 
 void SelectionServer::textDelivered()
@@ -300,10 +269,10 @@ void SelectionServer::setProperty(Window window, Atom property, Atom type, const
         reinterpret_cast<const unsigned char*>(values.data()), static_cast<int>(values.size()));
 }
 
-void SelectionServer::setProperty(Window window, Atom property, Atom type, const char* bytes, std::size_t size)
+void SelectionServer::setText(Window window, Atom property, Atom type, const std::string& bytes)
 {
     XChangeProperty(connection_.get(), window, property, type, byteItems, PropModeReplace,
-        reinterpret_cast<const unsigned char*>(bytes), static_cast<int>(size));
+        reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
 }
 
 } // namespace quillo::platform::x11

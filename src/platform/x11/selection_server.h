@@ -4,7 +4,7 @@
 #include "platform/x11/event_fd.h"
 
 #include <condition_variable>
-#include <list>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -27,8 +27,9 @@ struct SelectionBoard {
     bool ended = true; ///< the thread serves no more
 };
 
-/// Owns the CLIPBOARD selection on a connection of its own and delivers the text to whoever asks: as UTF-8, as Latin-1
-/// with question marks for what that lacks, in one piece or, when it is long, piece by piece. One thread.
+/// Owns the CLIPBOARD selection on a connection of its own and delivers the text to whoever asks: as UTF-8, or
+/// as Latin-1 with question marks for what that lacks. It goes in one piece, so a text of more than about 16 MB is
+/// refused. One thread.
 class SelectionServer {
 public:
     /// Does what the board asks until it says stop or the connection is lost. Returns after marking the board ended.
@@ -43,7 +44,6 @@ private:
         Multiple,
         AtomPair,
         Timestamp,
-        Incr,
         Utf8String,
         PlainUtf8,
         Plain,
@@ -51,15 +51,6 @@ private:
         nameCount
     };
     using Text = std::shared_ptr<const std::string>;
-
-    // A delivery piece by piece: the requestor deletes the property to ask for the next piece.
-    struct Transfer {
-        Window requestor;
-        Atom property;
-        Atom type;
-        Text bytes;
-        std::size_t sent;
-    };
 
     explicit SelectionServer(SelectionBoard& board);
     void run();
@@ -72,11 +63,9 @@ private:
     bool convert(Window requestor, Atom target, Atom property);
     bool convertMultiple(Window requestor, Atom property);
     bool convertText(Window requestor, Atom target, Atom property);
-    void continueTransfer(const XPropertyEvent& event);
-    void dropTransfers(Window requestor);
     void textDelivered();
     void setProperty(Window window, Atom property, Atom type, const std::vector<unsigned long>& values);
-    void setProperty(Window window, Atom property, Atom type, const char* bytes, std::size_t size);
+    void setText(Window window, Atom property, Atom type, const std::string& bytes);
 
     Atom operator[](Name name) const { return names_[name]; }
 
@@ -86,8 +75,7 @@ private:
     Window window_ = None;
     Text text_; // null while the selection is not ours
     Time ownedSince_ = CurrentTime;
-    std::size_t pieceSize_ = 0; // in bytes
-    std::list<Transfer> transfers_;
+    std::size_t largestText_ = 0; // in bytes
 };
 
 } // namespace quillo::platform::x11

@@ -21,7 +21,6 @@ public:
         : display_(connect())
         , window_(XCreateSimpleWindow(display(), DefaultRootWindow(display()), 0, 0, 1, 1, 0, 0, 0))
     {
-        XSelectInput(display(), window_, PropertyChangeMask);
     }
 
     Display* display() const { return display_.get(); }
@@ -34,28 +33,17 @@ public:
         XSync(display(), False);
     }
 
+    // Whether the clipboard's owner has put its content into our property. It stays there.
+    bool request(const char* target)
+    {
+        XConvertSelection(display(), atom("CLIPBOARD"), atom(target), property_, window_, CurrentTime);
+        return await([](const XEvent& e) { return e.type == SelectionNotify; }).xselection.property != None;
+    }
+
     // The clipboard's content, or nothing when it is refused or nobody owns it.
     std::optional<std::string> fetch(const char* target)
     {
-        const Atom property = atom("PEER_DATA");
-        XConvertSelection(display(), atom("CLIPBOARD"), atom(target), property, window_, CurrentTime);
-        if (await([](const XEvent& e) { return e.type == SelectionNotify; }).xselection.property == None)
-            return std::nullopt;
-        XSync(display(), False);
-        while (XCheckTypedEvent(display(), PropertyNotify, &lastEvent_)) { }
-        Atom type = None;
-        std::string content = take(property, &type);
-        if (type != atom("INCR"))
-            return content;
-        content.clear();
-        for (std::string piece = " "; !piece.empty(); content += piece) {
-            await([&](const XEvent& e) {
-                return e.type == PropertyNotify && e.xproperty.atom == property
-                    && e.xproperty.state == PropertyNewValue;
-            });
-            piece = take(property, &type);
-        }
-        return content;
+        return request(target) ? std::optional(take()) : std::nullopt;
     }
 
     // Becomes the clipboard manager; serves one request to save the clipboard and returns what it saved.
@@ -92,15 +80,16 @@ private:
         EXPECT_TRUE(came);
         return came ? lastEvent_ : XEvent{};
     }
-    std::string take(Atom property, Atom* type)
+    std::string take()
     {
         constexpr long everything = 1 << 24;
+        Atom type = None;
         int format = 0;
         unsigned long count = 0;
         unsigned long rest = 0;
         unsigned char* data = nullptr;
         XGetWindowProperty(
-            display(), window_, property, 0, everything, True, AnyPropertyType, type, &format, &count, &rest, &data);
+            display(), window_, property_, 0, everything, True, AnyPropertyType, &type, &format, &count, &rest, &data);
         const std::size_t itemSize = format == 32 ? sizeof(long) : 1;
         std::string content(reinterpret_cast<char*>(data), data ? count * itemSize : 0);
         XFree(data);
@@ -109,13 +98,14 @@ private:
 
     Connection display_;
     Window window_;
+    Atom property_ = atom("PEER_DATA");
     XEvent lastEvent_{};
 };
 
 std::string longText()
 {
     std::string text;
-    while (text.size() < 600'000)
+    while (text.size() < 1'000'000)
         text += "Zeile " + std::to_string(text.size()) + " ✓ größer\n";
     return text;
 }
@@ -132,9 +122,12 @@ TEST_F(X11Clipboard, DeliversTextByteForByte)
     for (const std::string& text : {std::string("plain"),
              std::string("Grüße, naïve café ✓ 🎙️ 日本語\nzweite Zeile\t"), longText(), std::string()}) {
         ASSERT_TRUE(setClipboardText(text));
-        for (const char* target : {"UTF8_STRING", "text/plain;charset=utf-8", "text/plain"})
+        for (const char* target : {"UTF8_STRING", "text/plain;charset=utf-8", "text/plain"}) {
+            EXPECT_TRUE(peer_.request(target)); // and asks again before it has read the answer
             EXPECT_TRUE(peer_.fetch(target) == text) << target << ", " << text.size() << " bytes";
+        }
     }
+    EXPECT_FALSE(setClipboardText(std::string(17'000'000, 'x'))) << "more than a request can carry";
     ASSERT_TRUE(setClipboardText("Grüße ✓ 🎙 ÿ"));
     EXPECT_EQ(peer_.fetch("STRING"),
         "Gr\xFC\xDF"
