@@ -99,7 +99,7 @@ TEST_F(SettingsStorePosixTest, ProgramsThatSaveAtOnceLeaveWholeRecords)
         if (waitpid(programs.back(), nullptr, WNOHANG) != 0)
             programs.pop_back();
     }
-    EXPECT_THAT(SettingsStore::load(),
+    EXPECT_THAT(loadAfresh(),
         testing::AnyOf(numbered(firstNumbers[0] + savesEach - 1), numbered(firstNumbers[1] + savesEach - 1)));
     EXPECT_EQ(toolkitStore().value("foreign").toString(), "kept");
 }
