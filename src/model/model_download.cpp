@@ -5,7 +5,6 @@
 #include "net/curl_handles.h"
 #include "net/curl_runtime.h"
 #include "platform/file_in_use.h"
-#include "platform/flush_to_disk.h"
 
 #include <chrono>
 #include <cstddef>
@@ -190,11 +189,10 @@ bool fetch(const DownloadTask& task)
     PartFile file(task.partPath);
     if (!file.isGood())
         return false;
-    if (transfer(handle.get(), task, file)) {
-        platform::flushToDisk(task.partPath); // or a loss of power could leave a stump under the model's name
-        if (platform::replaceFile(task.partPath, task.finalPath, patience))
-            return true;
-    }
+    // Without the flush a loss of power could leave a stump under the model's name.
+    if (transfer(handle.get(), task, file) && platform::flushToDisk(task.partPath, patience)
+        && platform::replaceFile(task.partPath, task.finalPath, patience))
+        return true;
     platform::removeFile(task.partPath, patience);
     return false;
 }

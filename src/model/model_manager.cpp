@@ -1,12 +1,17 @@
 #include "model/model_manager.h"
 
+#include "base/file_content.h"
 #include "base/utf8_path.h"
 #include "model/model_files.h"
+#include "platform/file_in_use.h"
 #include "settings/paths.h"
 
+#include <QByteArray>
+#include <QString>
+
 #include <filesystem>
-#include <fstream>
 #include <optional>
+#include <sstream>
 #include <system_error>
 #include <utility>
 
@@ -30,21 +35,6 @@ bool isPresent(const fs::path& path)
 {
     std::error_code error;
     return fs::exists(path, error);
-}
-
-/// Replaces the file's content in one step, so that a crash leaves the old or the new one.
-void replaceFile(const fs::path& path, const std::string& content)
-{
-    fs::path temporary = path;
-    temporary += ".new";
-    std::ofstream file(temporary, std::ios::binary | std::ios::trunc);
-    file << content;
-    file.close();
-    std::error_code error;
-    if (file)
-        fs::rename(temporary, path, error);
-    if (!file || error)
-        fs::remove(temporary, error);
 }
 
 } // namespace
@@ -76,10 +66,10 @@ ModelInfo ModelManager::recommendedModel() const
 
 std::string ModelManager::activeModelId() const
 {
-    std::ifstream file(pathFromUtf8(activeModelFilePath()), std::ios::binary);
+    std::istringstream content(readContent(QString::fromStdString(activeModelFilePath())).toStdString());
     std::string line;
-    std::getline(file, line);
-    const bool hasLineEnd = file.good();
+    std::getline(content, line);
+    const bool hasLineEnd = content.good();
     if (hasLineEnd && line.ends_with('\r'))
         line.pop_back();
     return line;
@@ -92,7 +82,7 @@ bool ModelManager::setActiveModel(const std::string& id)
         return false;
     std::error_code ignored;
     fs::create_directories(pathFromUtf8(configDir()), ignored);
-    replaceFile(pathFromUtf8(activeModelFilePath()), id);
+    replaceContent(QString::fromStdString(activeModelFilePath()), QByteArray::fromStdString(id));
     return true;
 }
 
@@ -112,7 +102,7 @@ bool ModelManager::deleteModel(const std::string& id)
         return false;
     const fs::path path = pathFromUtf8(modelFilePath(*model));
     std::error_code error;
-    return !fs::is_directory(path, error) && fs::remove(path, error);
+    return !fs::is_directory(path, error) && platform::removeFile(path);
 }
 
 void ModelManager::downloadModel(const std::string& id, DownloadReport onProgress)

@@ -9,13 +9,9 @@
 #include <QTemporaryFile>
 #include <QVariant>
 
-#include <chrono>
-
 namespace quillo {
 
 namespace {
-
-constexpr std::chrono::milliseconds patience(300); ///< with programs that have the file open
 
 QVariant toVariant(const std::string& value)
 {
@@ -117,7 +113,7 @@ SettingsData SettingsStore::load()
         });
         return store.status() != QSettings::AccessError;
     };
-    platform::retryWhileInUse(load, patience);
+    platform::retryWhileInUse(load);
     return settings;
 }
 
@@ -133,7 +129,7 @@ void SettingsStore::save(const SettingsData& settings)
         store.sync();
         return store.status() != QSettings::AccessError;
     };
-    platform::retryWhileInUse(save, patience);
+    platform::retryWhileInUse(save);
 }
 
 } // namespace quillo

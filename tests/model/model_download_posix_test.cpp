@@ -7,9 +7,18 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <string>
+
+static int syncError = 0; // of the file system; 0: none
+
+extern "C" int fsync(int /*file*/)
+{
+    errno = syncError;
+    return syncError == 0 ? 0 : -1;
+}
 
 namespace quillo::model {
 namespace {
@@ -74,6 +83,22 @@ TEST_F(DownloadPosix, NoticesAFullDisk)
         failed.expectEnd(ModelStatus::Error);
         EXPECT_TRUE(fs::is_empty(models)) << size;
     }
+}
+
+TEST_F(DownloadPosix, InstallsOnlyWhatTheDiskHasTaken)
+{
+    server->answer("/one", model());
+    for (const auto& [error, end] : {std::pair(EIO, ModelStatus::Error), std::pair(ENOSPC, ModelStatus::Error),
+             std::pair(EINVAL, ModelStatus::Downloaded), std::pair(ENOTSUP, ModelStatus::Downloaded)}) {
+        const Reports seen;
+        syncError = error;
+        managerOf().downloadModel("one", seen.receiver());
+        awaitEnd();
+        seen.expectEnd(end);
+        EXPECT_EQ(fs::exists(one), end == ModelStatus::Downloaded) << error;
+        EXPECT_FALSE(fs::exists(onePart));
+    }
+    syncError = 0;
 }
 
 } // namespace

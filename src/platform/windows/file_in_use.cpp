@@ -36,9 +36,25 @@ bool replaceFile(const std::filesystem::path& from, const std::filesystem::path&
     return succeeds([&] { return MoveFileExW(from.c_str(), to.c_str(), flags); }, patience);
 }
 
-void removeFile(const std::filesystem::path& path, std::chrono::milliseconds patience)
+bool removeFile(const std::filesystem::path& path, std::chrono::milliseconds patience)
 {
-    succeeds([&] { return DeleteFileW(path.c_str()); }, patience);
+    return succeeds([&] { return DeleteFileW(path.c_str()); }, patience);
+}
+
+bool flushToDisk(const std::filesystem::path& path, std::chrono::milliseconds patience)
+{
+    const auto flush = [&] {
+        const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (file == INVALID_HANDLE_VALUE)
+            return FALSE;
+        const BOOL flushed = FlushFileBuffers(file);
+        const DWORD error = flushed ? ERROR_SUCCESS : GetLastError();
+        CloseHandle(file);
+        SetLastError(error);
+        return flushed || error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED ? TRUE : FALSE;
+    };
+    return succeeds(flush, patience);
 }
 
 } // namespace quillo::platform

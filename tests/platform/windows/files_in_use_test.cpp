@@ -1,0 +1,165 @@
+// What comes of it that a file which a program has open can be neither replaced nor removed.
+#include "history/history_store.h"
+#include "model/download.h"
+#include "settings/settings_store.h"
+#include "support/private_profile.h"
+#include "support/windows/held_file.h"
+
+#include <filesystem>
+#include <iterator>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <tuple>
+
+namespace quillo {
+namespace {
+
+namespace fs = std::filesystem;
+using test::contentOf;
+using test::HeldFile;
+using test::writeFile;
+
+const test::PrivateProfile profile;
+const fs::path settings = profile.configRoot() / "Quillo" / "Quillo.ini";
+const fs::path history = profile.dataRoot() / "Quillo" / "history.json";
+const fs::path modelRoot = profile.configRoot() / "data";
+const fs::path activeModel = modelRoot / "Quillo" / "config" / "active_model.txt";
+const fs::path modelFile = modelRoot / "Quillo" / "models" / "ggml-base.bin";
+
+std::string answer; // of the last use
+
+void loadHistory()
+{
+    answer.clear();
+    for (const HistoryEntry& entry : HistoryStore::load())
+        answer += entry.text + ' ';
+}
+
+/// Something that the program does with a file.
+struct Use {
+    const char* name;
+    fs::path file;
+    const char* before; ///< the file's content
+    void (*carryOut)();
+    bool (*isDone)();
+
+    friend void PrintTo(const Use& that, std::ostream* out) { *out << that.name; }
+};
+
+const Use uses[] = {
+    {"SettingsSave", settings, "[General]\nforeign=kept\nhotkey=F9\n", [] { SettingsStore::save({}); },
+        [] { return contentOf(settings).find("hotkey=\r\n") + 1 && contentOf(settings).find("foreign=kept") + 1; }},
+    {"SettingsLoad", settings, "[General]\nhotkey=F9\n", [] { answer = SettingsStore::load().hotkey; },
+        [] { return answer == "F9"; }},
+    {"HistoryAppend", history, R"([{"text":"old"}])", [] { HistoryStore::append("new"); },
+        [] { return loadHistory(), answer == "new old "; }},
+    {"HistoryLoad", history, R"([{"text":"old"}])", loadHistory, [] { return answer == "old "; }},
+    {"HistoryClear", history, R"([{"text":"old"}])", HistoryStore::clear, [] { return !fs::exists(history); }},
+    {"ActiveModelSet", activeModel, "tiny", [] { model::ModelManager().setActiveModel("base"); },
+        [] { return contentOf(activeModel) == "base"; }},
+    {"ActiveModelRead", activeModel, "tiny", [] { answer = model::ModelManager().activeModelId(); },
+        [] { return answer == "tiny"; }},
+    {"ModelDelete", modelFile, "model", [] { answer = model::ModelManager().deleteModel("base") ? "yes" : "no"; },
+        [] { return answer == "yes" && !fs::exists(modelFile); }},
+};
+
+/// What a program that has the file open lets others do meanwhile.
+struct Sharing {
+    const char* name;
+    DWORD mode;
+};
+const Sharing sharings[] = {{"Writing", FILE_SHARE_READ | FILE_SHARE_WRITE}, {"Reading", FILE_SHARE_READ}, {"No", 0}};
+
+class FileInUse : public testing::TestWithParam<std::tuple<Use, Sharing>> {
+protected:
+    FileInUse()
+    {
+        profile.empty();
+        test::FakePlatform::instance().setDataRoot(modelRoot.string());
+        writeFile(modelFile, "model");
+        writeFile(use.file, use.before);
+    }
+
+    const Use& use = std::get<Use>(GetParam());
+    const DWORD sharing = std::get<Sharing>(GetParam()).mode;
+};
+
+TEST_P(FileInUse, IsWaitedFor)
+{
+    {
+        HeldFile held(use.file, sharing);
+        held.releaseSoon();
+        use.carryOut();
+    }
+    EXPECT_TRUE(use.isDone()) << contentOf(use.file);
+}
+
+TEST_P(FileInUse, StaysAsItIsWhenItStaysInUse)
+{
+    {
+        const HeldFile held(use.file, sharing);
+        use.carryOut();
+    }
+    EXPECT_EQ(contentOf(use.file), use.before);
+    EXPECT_EQ(std::distance(fs::directory_iterator(use.file.parent_path()), {}), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , FileInUse, testing::Combine(testing::ValuesIn(uses), testing::ValuesIn(sharings)), [](const auto& tested) {
+        return std::string(std::get<Use>(tested.param).name) + "Sharing" + std::get<Sharing>(tested.param).name;
+    });
+
+} // namespace
+
+namespace model {
+namespace {
+
+class DownloadInUse : public Download { };
+
+TEST_F(DownloadInUse, WaitsForWhatIsOpenForAMoment)
+{
+    const struct {
+        fs::path held;
+        int fromPercent;
+        const char* answer;
+        ModelStatus end;
+    } cases[] = {{one, 100, "", ModelStatus::Downloaded}, {onePart, 100, "", ModelStatus::Downloaded},
+        {onePart, 49, R"("how": "short")", ModelStatus::Error}};
+    for (const auto& [file, fromPercent, answer, end] : cases) {
+        writeFile(one, "old model");
+        server->answer("/one", model(answer));
+        const Reports seen;
+        std::optional<HeldFile> held;
+        managerOf().downloadModel("one", [&, receive = seen.receiver()](const ModelInfo& info, int reached) {
+            receive(info, reached);
+            if (reached >= fromPercent && !held) {
+                held.emplace(file);
+                held->releaseSoon();
+            }
+        });
+        awaitEnd();
+        EXPECT_TRUE(held) << "nothing was in the way";
+        seen.expectEnd(end);
+        EXPECT_TRUE(contentOf(one) == (end == ModelStatus::Downloaded ? content : "old model"));
+        EXPECT_FALSE(fs::exists(onePart));
+    }
+}
+
+TEST_F(DownloadInUse, KeepsTheOldModelWhenThatStaysInUse)
+{
+    writeFile(one, "old model");
+    server->answer("/one", model());
+    {
+        const HeldFile held(one);
+        managerOf().downloadModel("one", reports.receiver());
+        awaitEnd();
+    }
+    reports.expectEnd(ModelStatus::Error);
+    EXPECT_EQ(contentOf(one), "old model");
+    EXPECT_FALSE(fs::exists(onePart));
+}
+
+} // namespace
+} // namespace model
+} // namespace quillo
