@@ -26,8 +26,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using namespace std::string_view_literals;
-
 constexpr std::chrono::seconds patience(1); ///< with programs that have one of the files open
 
 /// The right to write a part file, which one download at a time has in this process.
@@ -150,12 +148,16 @@ std::size_t writeToFile(const char* data, std::size_t size, std::size_t count, v
     return file.isGood() ? size * count : 0; // 0 fails the transfer
 }
 
-/// Whether TLS vouches for what was received, as far as it was asked for: no redirect may have led out of it.
-bool isVouchedFor(CURL* handle, const std::string& url)
+/// Lets no redirect lead out of TLS, if that was asked for. False when libcurl cannot see to it.
+bool stayWithinTls(CURL* handle, const std::string& url)
 {
-    const char* scheme = nullptr;
-    curl_easy_getinfo(handle, CURLINFO_SCHEME, &scheme);
-    return !url.starts_with("https:") || (scheme && (scheme == "https"sv || scheme == "HTTPS"sv));
+    if (!url.starts_with("https:"))
+        return true;
+#if LIBCURL_VERSION_NUM >= 0x075500
+    return curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS_STR, "https") == CURLE_OK;
+#else
+    return curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS, CURLPROTO_HTTPS) == CURLE_OK;
+#endif
 }
 
 /// Whether the model has arrived completely in the file.
@@ -164,6 +166,7 @@ bool transfer(CURL* handle, const DownloadTask& task, PartFile& file)
     ProgressContext context{task.onProgress, task.info};
     curl_easy_setopt(handle, CURLOPT_URL, task.info.url.c_str());
     curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
+    curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L); // signal handlers belong to the process, not to one thread of it
     curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, writeToFile);
     curl_easy_setopt(handle, CURLOPT_WRITEDATA, &file);
     curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
@@ -177,14 +180,14 @@ bool transfer(CURL* handle, const DownloadTask& task, PartFile& file)
     file.close();
     long status = 0;
     curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
-    return result == CURLE_OK && status == 200 && isVouchedFor(handle, task.info.url) && file.isGood();
+    return result == CURLE_OK && status == 200 && file.isGood();
 }
 
 /// Whether the model lies under its name. If not, nothing stays of what was fetched.
 bool fetch(const DownloadTask& task)
 {
     const CurlHandle handle(curl_easy_init());
-    if (!handle)
+    if (!handle || !stayWithinTls(handle.get(), task.info.url))
         return false;
     PartFile file(task.partPath);
     if (!file.isGood())

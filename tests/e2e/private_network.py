@@ -4,7 +4,6 @@ A test's process starts itself once more in mount and network namespaces of its 
 and an authority of its own vouches for them. Nothing outside sees any of it.
 """
 
-import contextlib
 import json
 import os
 import shutil
@@ -109,28 +108,8 @@ class Services:
         request = ["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=stand-in"]
         request += ["-addext", f"subjectAltName={names}", "-keyout", "key.pem", "-out", "cert.pem"]
         subprocess.run(request, cwd=self.folder, check=True, capture_output=True, timeout=60)
-        self._vouch((self.folder / "cert.pem").read_text())
+        self._shadow(AUTHORITIES, (self.folder / "cert.pem").read_text())
         subprocess.run(["ip", "link", "set", "lo", "up"], check=True, timeout=60)
-
-    def _vouch(self, certificate):
-        """Makes our authority one of the system's: in the bundle of them all and in the folder, under its hash there."""
-        authorities = self.folder / "authorities"
-        shutil.copytree(AUTHORITIES.parent, authorities, symlinks=True)
-        with (authorities / AUTHORITIES.name).open("a") as bundle:
-            bundle.write(certificate)
-        command = ["openssl", "x509", "-noout", "-hash", "-in", self.folder / "cert.pem"]
-        name = subprocess.run(command, check=True, capture_output=True, text=True, timeout=60).stdout.strip()
-        self._folder_entry = authorities / f"{name}.0"
-        self._folder_entry.write_text(certificate)
-        subprocess.run(["mount", "--bind", authorities, AUTHORITIES.parent], check=True, timeout=60)
-
-    @contextlib.contextmanager
-    def vouched_for_by_the_bundle_alone(self):
-        away = self._folder_entry.rename(self.folder / "entry")
-        try:
-            yield
-        finally:
-            away.rename(self._folder_entry)
 
     def _shadow(self, file, more):
         shadow = self.folder / file.name

@@ -47,15 +47,6 @@ class Cloud(private_network.ServicesTest, DesktopTest):
         self.assertEqual(self.quillo.count("Trying local"), 0)
         self.expect_orderly_end()
 
-    def test_authority_may_stand_in_the_bundle_alone(self):
-        self.services.answer(body='{"text": "trusted"}')
-        self.start_with_source("openai")
-        with self.services.vouched_for_by_the_bundle_alone():
-            self.hold_and_speak("hello world")
-            self.expect_paste("trusted")
-        self.expect_request()
-        self.expect_orderly_end()
-
     def test_service_takes_over_without_a_local_model(self):
         self.services.answer(body='{"text": "from afar"}')
         away = self.active_model_file.rename(self.active_model_file.with_suffix(".away"))

@@ -12,16 +12,13 @@ CLEAR_HISTORY_BUTTON = (0x7F, 0x1D, 0x1D)
 STORAGE = "huggingface.co/storage/tiny"
 
 
-class Storage(http.server.BaseHTTPRequestHandler):
-    """Has the model, without TLS."""
-
-    served = False
+class Detour(http.server.BaseHTTPRequestHandler):
+    """Leads back into TLS, without which it is reached."""
 
     def do_GET(self):
-        self.send_response(200)
+        self.send_response(302)
+        self.send_header("Location", f"https://{STORAGE}")
         self.end_headers()
-        self.wfile.write(MODEL.read_bytes())
-        Storage.served = True
 
     def log_message(self, *_):
         pass
@@ -61,12 +58,13 @@ class Settings(private_network.ServicesTest, SettingsTest):
         self.redirect_download("http")
         window = self.choose_settings()
         button = self.wait_for_row(ACCENT, window)
-        with http.server.HTTPServer(("127.0.0.1", 80), Storage) as storage:
-            threading.Thread(target=storage.handle_request, daemon=True).start()
+        with http.server.HTTPServer(("127.0.0.1", 80), Detour) as detour:
+            threading.Thread(target=detour.serve_forever, daemon=True).start()
             self.click_button(ACCENT, window)
             self.open_tab(window, "Models")  # takes the mouse off the button
-            wait_until(lambda: Storage.served, lambda: "no download")
+            wait_until(self.services.requests, lambda: "no download")
             wait_until(lambda: self.wait_for_row(ACCENT, window) == button, lambda: "the download does not fail")
+            detour.shutdown()
         self.assertEqual(list((self.desktop.data_dir / "models").iterdir()), [])
         self.close_settings()
 
