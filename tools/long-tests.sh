@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The end-to-end tests that take minutes, with their figures: 300 dictations in one process, 1,000 presses of the hotkey
-# at random moments, 200 races of two starts, services that stay silent:   tools/long-tests.sh
+# at random moments, 200 races of two starts:   tools/long-tests.sh
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 cd "$root"
@@ -8,4 +8,4 @@ cd "$root"
 tools/install-packages.sh build test
 tools/build.sh dev
 say "Long tests"
-QUILLO_LONG=1 ctest --preset dev --verbose --tests-regex '^e2e_(soak|faults_(keys|endings|services))$'
+QUILLO_LONG=1 ctest --preset dev --verbose --tests-regex '^e2e_(soak|faults_(keys|endings))$'

@@ -45,7 +45,7 @@ const Service* findService(std::string_view name)
 
 bool isEligible(const CloudProvider& provider)
 {
-    return provider.enabled && !provider.apiKey.empty();
+    return provider.enabled && !provider.apiKey.empty() && findService(provider.name);
 }
 
 constexpr std::size_t longestAnswer = 4 << 20; // bytes; many hours of speech as text
@@ -55,6 +55,12 @@ struct Answer {
     long status = 0; ///< of HTTP
     std::string body;
 };
+
+/// What may be told of it in a log: nothing that was said.
+std::string outcomeOf(const Answer& answer)
+{
+    return answer.result == CURLE_OK ? "HTTP " + std::to_string(answer.status) : curl_easy_strerror(answer.result);
+}
 
 std::size_t appendToBody(const char* data, std::size_t size, std::size_t count, void* destination)
 {
@@ -137,6 +143,7 @@ CurlForm makeForm(CURL* handle, WavReader& wav, const char* model)
 struct UploadTask {
     CurlRuntime runtime;
     CloudProvider provider;
+    const Service* service = nullptr;
     std::shared_ptr<const WavFile> wav;
     CloudTranscriber::TranscriptionDone done;
     std::chrono::seconds timeout;
@@ -144,31 +151,31 @@ struct UploadTask {
 
 void upload(const UploadTask& task)
 {
-    const auto report = [&task](const std::string& text, bool ok) {
+    const auto report = [&task](const std::string& outcome, const std::string& text, bool ok) {
+        logMessage("[Quillo] Cloud transcription %s: %s\n", task.provider.name.c_str(), outcome.c_str());
         if (task.done)
             task.done(text, task.provider.name, ok);
     };
     const CurlHandle handle(curl_easy_init());
     if (!handle) {
-        report({}, false);
+        report(curl_easy_strerror(CURLE_FAILED_INIT), {}, false);
         return;
     }
-    const Service* service = findService(task.provider.name);
-    if (!service)
-        return;
-    const std::string url = task.provider.endpoint.empty() ? service->transcriptionsUrl : task.provider.endpoint;
-
+    const std::string& endpoint = task.provider.endpoint;
     WavReader wav(*task.wav);
-    const CurlForm form = makeForm(handle.get(), wav, service->model);
+    const CurlForm form = makeForm(handle.get(), wav, task.service->model);
     curl_easy_setopt(handle.get(), CURLOPT_MIMEPOST, form.get());
-    const Answer answer = perform(handle.get(), url, task.provider.apiKey, task.timeout);
+    const Answer answer = perform(handle.get(), endpoint.empty() ? task.service->transcriptionsUrl : endpoint,
+        task.provider.apiKey, task.timeout);
 
-    if (answer.result != CURLE_OK)
-        report(curl_easy_strerror(answer.result), false);
-    else if (answer.status != 200)
-        report(answer.body, false);
-    else
-        report(extractJsonField(answer.body, "text"), true);
+    if (answer.result != CURLE_OK) {
+        report(outcomeOf(answer), curl_easy_strerror(answer.result), false);
+    } else if (answer.status != 200) {
+        report(outcomeOf(answer), answer.body, false);
+    } else {
+        const std::string text = extractJsonField(answer.body, "text");
+        report(outcomeOf(answer) + (text.empty() ? " without a text" : ""), text, true);
+    }
 }
 
 struct TestTask {
@@ -186,12 +193,8 @@ bool isKeyAccepted(const TestTask& task)
     if (!handle)
         return false;
     const Answer answer = perform(handle.get(), task.url, task.apiKey, task.timeout);
-    if (answer.result != CURLE_OK) {
-        logMessage("[Quillo] Cloud test %s: %s\n", task.provider.c_str(), curl_easy_strerror(answer.result));
-        return false;
-    }
-    logMessage("[Quillo] Cloud test %s: HTTP %ld\n", task.provider.c_str(), answer.status);
-    return answer.status == 200;
+    logMessage("[Quillo] Cloud test %s: %s\n", task.provider.c_str(), outcomeOf(answer).c_str());
+    return answer.result == CURLE_OK && answer.status == 200;
 }
 
 } // namespace
@@ -228,11 +231,12 @@ bool CloudTranscriber::transcribeAsync(const std::string& audio, TranscriptionDo
     std::copy_if(providers_.begin(), providers_.end(), std::back_inserter(asked), isEligible);
     if (asked.empty())
         return false;
-    UploadTask task{takeRuntime(), {}, {}, std::move(done), timeouts_.transcription};
+    UploadTask task{takeRuntime(), {}, nullptr, {}, std::move(done), timeouts_.transcription};
     lock.unlock();
     task.wav = std::make_shared<const WavFile>(
         encodeWav(reinterpret_cast<const float*>(audio.data()), audio.size() / sizeof(float)));
     for (CloudProvider& provider : asked) {
+        task.service = findService(provider.name);
         task.provider = std::move(provider);
         std::thread([task] { upload(task); }).detach();
     }

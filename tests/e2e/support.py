@@ -77,19 +77,14 @@ class DesktopTest(unittest.TestCase):
         self.quillo = self.desktop.start_quillo()
         self.addCleanup(self.quillo.close)
 
-    def use_proxy(self, behave):
-        """From now on programs reach the remote services only through a proxy, which does this with a connection."""
-        proxy = Proxy(behave)
-        self.addCleanup(proxy.close)
-        self.desktop.env["https_proxy"] = proxy.url
-        self.addCleanup(self.desktop.env.pop, "https_proxy")
-        return proxy
-
     def use_silent_proxy(self):
-        """The same, with one that keeps all requests waiting until the event is set, and fails them then."""
+        """From now on programs reach the remote services only through a proxy, which keeps all requests waiting until
+        the event is set, and fails them then."""
         failing = threading.Event()
-        self.addCleanup(failing.set)
-        self.use_proxy(lambda connection: failing.wait())
+        proxy = Proxy(lambda connection: failing.wait())
+        self.desktop.env["https_proxy"] = proxy.url
+        for cleanup in (proxy.close, failing.set, lambda: self.desktop.env.pop("https_proxy")):
+            self.addCleanup(cleanup)
         return failing
 
     def hold_and_speak(self, text, hardware=False, **speech):

@@ -20,7 +20,6 @@ An answer is an object, each member of which may be left out:
   headers    {}; a redirect is a status and a "Location"
   body       "", text; or "file": path, a file's bytes; or "size": that many zero bytes
   how        "whole"; "drop": closes without an answer; "stall": reads the request and never answers;
-             "hang-up": resets the connection when it has read the request's headers;
              "cut", "stall-midway", "short", "long": announces the whole length, sends half of the body and then resets
              the connection, or falls silent, or closes it; or sends twice the body;
              "no-length": announces no length, the end of the connection is the end
@@ -108,17 +107,14 @@ class Handler(BaseHTTPRequestHandler):
         host = self.headers.get("Host", "")
         answer = self.record.answer(host.partition(":")[0], self.path)
         how = answer.get("how", "whole")
-        size = 0 if how == "hang-up" else int(self.headers.get("Content-Length", 0))
-        body = self.rfile.read(size)
+        body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
         self.record.add({"method": self.command, "host": host, "path": self.path, "size": len(body),
                          "headers": {name.lower(): value for name, value in self.headers.items()}},
                         form_parts(self.headers.get("Content-Type", ""), body))
         self.record.wait_for(answer.get("after", 0))
         if how == "stall":
             FOREVER.wait()
-        if how == "hang-up":
-            self.reset_at_close()
-        elif how != "drop":
+        if how != "drop":
             self.give(answer, how)
 
     do_POST = do_PUT = do_HEAD = do_GET
@@ -142,12 +138,8 @@ class Handler(BaseHTTPRequestHandler):
                 self.send_body(body, size, answer)
         if how == "stall-midway":
             FOREVER.wait()
-        if how == "cut":
-            self.reset_at_close()
-
-    def reset_at_close(self):
-        """Closing without lingering sends a reset."""
-        self.connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        if how == "cut":  # closing without lingering sends a reset
+            self.connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
 
     def send_body(self, body, size, answer):
         while size > 0:

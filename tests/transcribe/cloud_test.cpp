@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <condition_variable>
 #include <mutex>
+#include <sstream>
 #include <thread>
 #include <tuple>
 
@@ -23,6 +24,7 @@ using test::eventually;
 using test::StandInServices;
 using testing::HasSubstr;
 using testing::UnorderedElementsAre;
+using testing::UnorderedElementsAreArray;
 
 using namespace std::chrono_literals;
 
@@ -68,6 +70,15 @@ std::vector<float> ramp(std::size_t count)
     return samples;
 }
 
+std::vector<std::string> linesOf(const std::string& text)
+{
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    return lines;
+}
+
 /// All requests of a test must have ended before the next one begins, and no line of any may hold the key.
 class Cloud : public testing::Test {
 protected:
@@ -94,12 +105,13 @@ protected:
         return log_;
     }
 
-    void transcribe(const std::vector<CloudProvider>& providers, const std::string& audio = bytesOf(ramp(100)))
+    bool transcribe(const std::vector<CloudProvider>& providers, const std::string& audio = bytesOf(ramp(100)))
     {
         transcriber_->setProviders(providers);
-        transcriber_->transcribeAsync(audio, [this](const std::string& text, const std::string& provider, bool ok) {
-            replies_.add({text, provider, ok});
-        });
+        return transcriber_->transcribeAsync(
+            audio, [this](const std::string& text, const std::string& provider, bool ok) {
+                replies_.add({text, provider, ok});
+            });
     }
 
     StandInServices services_;
@@ -146,44 +158,54 @@ TEST_F(Cloud, SendsTheRecordingAndTheModelAsAForm)
     }
 }
 
-TEST_F(Cloud, ReportsEveryOutcomeOnce)
+TEST_F(Cloud, ReportsAndLogsEveryOutcomeOnce)
 {
     struct Case {
         const char* answer;
         const char* text;
-        bool ok;
+        const char* logged;
+        bool ok = false;
+    };
+    const auto failure = [](const char* answer, CURLcode result) {
+        return Case{answer, curl_easy_strerror(result), curl_easy_strerror(result)};
     };
     const std::vector<Case> cases{
         {R"({"body": "{\"text\": \" a \\\"quote\\\"\\nand a line \u00fc\"}"})", " a \"quote\"\nand a line \xC3\xBC",
+            "HTTP 200", true},
+        {R"({"body": "{\"language\": \"en\"}"})", "", "HTTP 200 without a text", true},
+        {R"({"body": ""})", "", "HTTP 200 without a text", true},
+        {R"({"how": "no-length", "body": "{\"text\": \"in many pieces\"}", "chunk": 5})", "in many pieces", "HTTP 200",
             true},
-        {R"({"body": "{\"language\": \"en\"}"})", "", true},
-        {R"({"how": "no-length", "body": "{\"text\": \"in many pieces\"}", "chunk": 5})", "in many pieces", true},
         {R"({"status": 401, "body": "{\"error\": {\"text\":\n\"wrong key\"}}"})",
-            "{\"error\": {\"text\":\n\"wrong key\"}}", false},
-        {R"({"status": 500, "body": "<h1>oops</h1>"})", "<h1>oops</h1>", false},
-        {R"({"status": 201, "body": "{\"text\": \"not 200\"}"})", "{\"text\": \"not 200\"}", false},
-        {R"({"status": 302, "headers": {"Location": "/0"}})", "", false},
-        {R"({"body": "\u0001\u0002 garbage \"text"})", "", true},
-        {R"({"how": "drop"})", curl_easy_strerror(CURLE_GOT_NOTHING), false},
-        {R"({"how": "short", "body": "{\"text\": \"cut off\"}"})", curl_easy_strerror(CURLE_PARTIAL_FILE), false},
-        {R"({"how": "long", "body": "{\"text\": \"once\"}"})", "once", true},
+            "{\"error\": {\"text\":\n\"wrong key\"}}", "HTTP 401"},
+        {R"({"status": 500, "body": "<h1>oops</h1>"})", "<h1>oops</h1>", "HTTP 500"},
+        {R"({"status": 201, "body": "{\"text\": \"not 200\"}"})", "{\"text\": \"not 200\"}", "HTTP 201"},
+        {R"({"status": 302, "headers": {"Location": "/0"}})", "", "HTTP 302"},
+        {R"({"body": "\u0001\u0002 garbage \"text"})", "", "HTTP 200 without a text", true},
+        {R"({"how": "long", "body": "{\"text\": \"once\"}"})", "once", "HTTP 200", true},
+        failure(R"({"how": "drop"})", CURLE_GOT_NOTHING),
+        failure(R"({"how": "short", "body": "{\"text\": \"cut off\"}"})", CURLE_PARTIAL_FILE),
+        failure(R"({"size": 5000000})", CURLE_WRITE_ERROR), // more than anybody would have said
     };
     std::vector<CloudProvider> providers;
     std::vector<Reply> expected;
+    std::vector<std::string> lines;
     for (std::size_t i = 0; i < cases.size(); ++i) {
         const std::string path = "/" + std::to_string(i);
         services_.answer(path, cases[i].answer);
         providers.push_back({"openai", secret, services_.url(path), true});
         expected.emplace_back(cases[i].text, "openai", cases[i].ok);
+        lines.push_back(std::string("[Quillo] Cloud transcription openai: ") + cases[i].logged);
     }
     // One that nobody answers, since the port has no listener.
     providers.push_back({"mistral", secret, "http://127.0.0.1:1/", true});
     expected.emplace_back(curl_easy_strerror(CURLE_COULDNT_CONNECT), "mistral", false);
+    lines.push_back("[Quillo] Cloud transcription mistral: " + std::get<0>(expected.back()));
 
-    transcribe(providers);
+    EXPECT_TRUE(transcribe(providers));
     replies_.await(expected.size());
-    EXPECT_EQ(endRequests(), "");
-    EXPECT_THAT(replies_.await(expected.size()), testing::UnorderedElementsAreArray(expected));
+    EXPECT_THAT(linesOf(endRequests()), UnorderedElementsAreArray(lines));
+    EXPECT_THAT(replies_.await(expected.size()), UnorderedElementsAreArray(expected));
 }
 
 TEST_F(Cloud, AsksOnlyEnabledProvidersThatItKnowsAndHasAKeyFor)
@@ -191,8 +213,12 @@ TEST_F(Cloud, AsksOnlyEnabledProvidersThatItKnowsAndHasAKeyFor)
     services_.answer("/yes", R"({"body": "{\"text\": \"Hello\"}"})");
     const std::string yes = services_.url("/yes");
     const std::string no = services_.url("/no");
-    transcribe({{"openai", "", no, true}, {"openai", secret, no, false}, {"nobody", secret, no, true},
-        {"OpenAI", secret, no, true}, {"mistral", secret, yes, true}});
+    std::vector<CloudProvider> providers{{"openai", "", no, true}, {"openai", secret, no, false},
+        {"nobody", secret, no, true}, {"OpenAI", secret, no, true}};
+    EXPECT_FALSE(transcribe(providers));
+    EXPECT_FALSE(CurlRuntime::inUse());
+    providers.push_back({"mistral", secret, yes, true});
+    EXPECT_TRUE(transcribe(providers));
     replies_.await(1);
     endRequests();
     EXPECT_THAT(replies_.await(1), UnorderedElementsAre(Reply("Hello", "mistral", true)));
@@ -232,8 +258,10 @@ TEST_F(Cloud, GivesUpWhenTheTimeIsOver)
         UnorderedElementsAre(Reply(curl_easy_strerror(CURLE_OPERATION_TIMEDOUT), "openai", false),
             Reply(curl_easy_strerror(CURLE_OPERATION_TIMEDOUT), "mistral", false)));
     EXPECT_EQ(results_.await(1), std::vector{false});
-    EXPECT_EQ(endRequests(),
-        "[Quillo] Cloud test openai: " + std::string(curl_easy_strerror(CURLE_OPERATION_TIMEDOUT)) + "\n");
+    const std::string reason = curl_easy_strerror(CURLE_OPERATION_TIMEDOUT);
+    EXPECT_THAT(linesOf(endRequests()),
+        UnorderedElementsAre("[Quillo] Cloud test openai: " + reason, "[Quillo] Cloud transcription openai: " + reason,
+            "[Quillo] Cloud transcription mistral: " + reason));
     EXPECT_EQ(CloudTimeouts().transcription, 30s);
     EXPECT_EQ(CloudTimeouts().connectionTest, 10s);
 }
