@@ -7,7 +7,7 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 if(NOT QUILLO_SANITIZE)
     target_compile_options(quillo_build_options INTERFACE -fstack-protector-strong
-        "$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+        "$<$<NOT:$<OR:$<CONFIG:Debug>,$<BOOL:$<TARGET_PROPERTY:QUILLO_UNOPTIMISED>>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
     if(WIN32)
         target_link_options(quillo_build_options INTERFACE
             -fstack-protector-strong -Wl,--dynamicbase,--nxcompat,--high-entropy-va)

@@ -5,6 +5,8 @@ jobs="$(nproc)"
 
 # Another checkout finds what this one has compiled.
 export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
+# Precompiled headers need both.
+export CCACHE_SLOPPINESS=pch_defines,time_macros
 
 # For the libraries that we build ourselves, what cmake/Hardening.cmake gives our own code. Libraries that are cached carry
 # the number in their folder's name: raise it when they are to be built in another way.
