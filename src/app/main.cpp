@@ -4,10 +4,12 @@
 #include "base/log.h"
 #include "net/curl_runtime.h"
 #include "platform/console_output.h"
+#include "platform/display_loss.h"
 #include "platform/instance_guard.h"
 
 #include <QApplication>
 #include <QFont>
+#include <QLoggingCategory>
 
 #include <algorithm>
 #include <cstdlib>
@@ -21,9 +23,23 @@ bool asksForVerbose(std::string_view argument)
     return argument == "--verbose" || argument == "-v";
 }
 
+// Any thread.
+void writeToolkitMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& message)
+{
+    const auto write = type == QtCriticalMsg || type == QtFatalMsg ? quillo::logError : quillo::logMessage;
+    for (const QString& line : message.split('\n', Qt::SkipEmptyParts))
+        write("[Quillo] Qt: %s\n", qUtf8Printable(line));
+    if (type == QtFatalMsg)
+        std::_Exit(EXIT_FAILURE); // the toolkit would abort: without a display, for one
+    quillo::platform::leaveIfDisplayIsLost();
+}
+
 int runQuillo(int argc, char** argv)
 {
+    qInstallMessageHandler(writeToolkitMessage);
     QApplication qtApplication(argc, argv);
+    // Whatever the environment says: a warning comes before the exit that is to be prevented.
+    QLoggingCategory::defaultCategory()->setEnabled(QtWarningMsg, true);
     // The toolkit's data folder of the application is then the one that the program itself computes.
     QApplication::setApplicationName("Quillo");
     QApplication::setQuitOnLastWindowClosed(false);

@@ -197,13 +197,13 @@ class Desktop:
         os.set_inheritable(write, True)
         command = ["Xvfb", "-displayfd", str(write), "-screen", "0", "1024x720x24", "-nolisten", "tcp", "-noreset"]
         try:
-            server = self._until_end(Program(command, self.env, pass_fds=[write]))
+            self.server = self._until_end(Program(command, self.env, pass_fds=[write]))
         finally:
             os.close(write)
         with os.fdopen(read) as answer:
             number = answer.readline().strip()
         if not number:
-            raise RuntimeError("no X server:\n" + server.tail())
+            raise RuntimeError("no X server:\n" + self.server.tail())
         return ":" + number
 
     def _start_window_manager(self):

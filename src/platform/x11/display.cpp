@@ -1,5 +1,7 @@
 #include "platform/x11/display.h"
 
+#include "platform/x11/leave.h"
+
 #include <atomic>
 #include <map>
 #include <mutex>
@@ -13,7 +15,6 @@ struct Registry {
     std::mutex mutex;
     std::map<Display*, Connection*> connections;
     std::atomic<XErrorHandler> nextError = nullptr;
-    std::atomic<XIOErrorHandler> nextIoError = nullptr;
 };
 
 // Never destroyed: connections may be closed while the process's static objects are.
@@ -44,8 +45,7 @@ int onIoError(Display* display)
         if (registry().connections.contains(display))
             return 0;
     }
-    const XIOErrorHandler next = registry().nextIoError;
-    return next ? next(display) : 0;
+    leaveWithoutDisplay(); // its owner's handler would leave through exit()
 }
 
 // At every opening, because a toolkit may have put its own handlers in place since.
@@ -53,8 +53,7 @@ void installHandlers()
 {
     if (const XErrorHandler previous = XSetErrorHandler(onError); previous != onError)
         registry().nextError = previous;
-    if (const XIOErrorHandler previous = XSetIOErrorHandler(onIoError); previous != onIoError)
-        registry().nextIoError = previous;
+    XSetIOErrorHandler(onIoError);
 }
 
 } // namespace

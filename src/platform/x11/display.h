@@ -11,7 +11,8 @@ namespace quillo::platform::x11 {
 ///
 /// Used by one thread at a time. Errors of its requests are dropped unless failuresOf() asks for them; when the server
 /// or another client closes the connection, it is lost() from then on and its calls do nothing: neither ends the
-/// process. Errors on the connections of others (the toolkit's) go where they went before.
+/// process. Errors on the connections of others (the toolkit's) go where they went before; the loss of one ends the
+/// process at once.
 class Connection {
 public:
     Connection();

@@ -16,15 +16,9 @@ BASE = private_network.model_address("base")
 FOX = "the quick brown fox jumps over the lazy dog"
 
 
-class Endings(private_network.ServicesTest, SettingsTest):
-    @classmethod
-    def setUpClass(cls):
-        super().setUpClass()
-        cls.desktop.configure(transcriptionSource="openai", openaiKey="sk-none", openaiEnabled=True)
-
+class States(SettingsTest):
     def setUp(self):
         super().setUp()
-        self.services.answer(status=503)
         self.start_tray()
         self.start()
         self.history = []
@@ -55,6 +49,26 @@ class Endings(private_network.ServicesTest, SettingsTest):
         self.assertEqual(self.editor.pastes(), 0)
         return [FOX, "good morning team"]
 
+    def saved_history(self):
+        return [entry["text"] for entry in json.loads(self.desktop.history_file.read_bytes())]
+
+    def expect_paste(self, text):
+        super().expect_paste(text)
+        self.history.insert(0, text)
+        wait_until(lambda: self.desktop.history_file.exists() and self.saved_history() == self.history,
+                   lambda: f"the history is {self.saved_history()}, not {self.history}")  # fmt: skip
+
+
+class Endings(private_network.ServicesTest, States):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.desktop.configure(transcriptionSource="openai", openaiKey="sk-none", openaiEnabled=True)
+
+    def setUp(self):
+        self.services.answer(status=503)
+        super().setUp()
+
     def uploading(self):
         self.services.answer(body='{"text": "from afar"}', delay=3)
         self.hold_and_speak("hello world")
@@ -68,19 +82,8 @@ class Endings(private_network.ServicesTest, SettingsTest):
         wait_until(lambda: part.exists() and part.stat().st_size > 0, "no download")
         return []
 
-    # ---- what must hold
-
     def model(self, model_id):
         return self.desktop.data_dir / f"models/ggml-{model_id}.bin"
-
-    def saved_history(self):
-        return [entry["text"] for entry in json.loads(self.desktop.history_file.read_bytes())]
-
-    def expect_paste(self, text):
-        super().expect_paste(text)
-        self.history.insert(0, text)
-        wait_until(lambda: self.desktop.history_file.exists() and self.saved_history() == self.history,
-                   lambda: f"the history is {self.saved_history()}, not {self.history}")  # fmt: skip
 
     def expect_everything_in_order(self, settings):
         self.services.answer(status=503)
@@ -99,6 +102,7 @@ class Endings(private_network.ServicesTest, SettingsTest):
         texts = state()
         self.quillo.signal(number)
         self.thaw()
+        self.quillo.signal(number)  # once more, while it ends
         code = self.quillo.wait()
         if state in (self.recording, self.delivering):
             self.keyboard.release(*HOTKEY)
@@ -142,6 +146,31 @@ class Endings(private_network.ServicesTest, SettingsTest):
     def tearDown(self):
         self.desktop.history_file.unlink(missing_ok=True)
         super().tearDown()
+
+
+class ServerGone(States):
+    """The X server goes first: each test has a desktop of its own to lose."""
+
+    @classmethod
+    def setUpClass(cls):
+        pass
+
+    def setUp(self):
+        self.addCleanup(self.doClassCleanups)
+        super().setUpClass()
+        super().setUp()
+
+    def test_idle(self):
+        self.lose_server()
+
+    def test_delivering(self):
+        self.delivering()
+        self.lose_server()
+
+    def lose_server(self):
+        self.desktop.server.signal(signal.SIGKILL)
+        self.assertEqual(self.quillo.wait(), 1, self.quillo.tail())
+        self.assertIn("ERROR: The connection to the X server is broken", self.quillo.lines[-1])
 
 
 class Races(SettingsTest):
