@@ -129,7 +129,10 @@ Application::~Application()
 
 int Application::run()
 {
-    const platform::TerminationRequests terminationRequests([this] { impl_->quit(); });
+    const platform::TerminationRequests terminationRequests({
+        .finishWork = [this] { impl_->engine.finishRecording(); },
+        .end = [this] { impl_->quit(); },
+    });
     const QObject whileRunning;
 
     impl_->tray.show();

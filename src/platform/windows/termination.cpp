@@ -25,8 +25,8 @@ BOOL WINAPI onConsoleEvent(DWORD event)
 } // namespace
 
 struct TerminationRequests::Impl {
-    explicit Impl(std::function<void()> action)
-        : onRequest(std::move(action))
+    explicit Impl(TerminationActions given)
+        : actions(std::move(given))
     {
         endedByConsole = window.handle();
         SetConsoleCtrlHandler(&onConsoleEvent, TRUE);
@@ -41,23 +41,30 @@ struct TerminationRequests::Impl {
 
     bool handle(UINT message, WPARAM wParam) const
     {
-        const bool sessionEnds = message == WM_ENDSESSION && wParam != FALSE;
-        if (!sessionEnds && message != WM_CLOSE)
-            return false; // asked whether the session may end, the system's default agrees
-        if (sessionEnds) // what the system shows while it waits for us
-            ShutdownBlockReasonCreate(window.handle(), L"Finishing a dictation");
-        onRequest();
-        if (sessionEnds)
-            ShutdownBlockReasonDestroy(window.handle());
-        return true;
+        if (message == WM_CLOSE)
+            actions.end();
+        else if (message == WM_QUERYENDSESSION)
+            whileSystemWaits(actions.finishWork);
+        else if (message == WM_ENDSESSION && wParam != FALSE)
+            whileSystemWaits(actions.end);
+        else
+            return false;
+        return message != WM_QUERYENDSESSION; // the system's default agrees to the end
     }
 
-    std::function<void()> onRequest;
+    void whileSystemWaits(const std::function<void()>& action) const
+    {
+        ShutdownBlockReasonCreate(window.handle(), L"Finishing a dictation"); // what it shows meanwhile
+        action();
+        ShutdownBlockReasonDestroy(window.handle());
+    }
+
+    TerminationActions actions;
     HiddenWindow window{L"QuilloTermination", [this](UINT message, WPARAM wParam) { return handle(message, wParam); }};
 };
 
-TerminationRequests::TerminationRequests(std::function<void()> onRequest)
-    : impl_(std::make_unique<Impl>(std::move(onRequest)))
+TerminationRequests::TerminationRequests(TerminationActions actions)
+    : impl_(std::make_unique<Impl>(std::move(actions)))
 {
 }
 

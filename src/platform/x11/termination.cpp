@@ -5,15 +5,14 @@
 #include <QGuiApplication>
 #include <QSocketNotifier>
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <utility>
 
+#include <X11/ICE/ICElib.h>
+
 namespace quillo::platform {
 namespace {
-
-constexpr std::array watchedSignals{SIGINT, SIGTERM};
 
 // Never destroyed, so that a handler that still runs on another thread never meets a closed descriptor.
 x11::EventFd* requests = nullptr;
@@ -25,51 +24,63 @@ void onSignal(int)
     errno = before;
 }
 
+// Without a handler of ours the library would leave through exit().
+void onSessionManagerLost(IceConn)
+{
+    requests->signal();
+}
+
 x11::EventFd& openRequests()
 {
     if (!requests)
         requests = new x11::EventFd;
+    requests->clear(); // what came for another object, at its end
     return *requests;
+}
+
+bool isIgnored(int signal)
+{
+    struct sigaction present { };
+    return sigaction(signal, nullptr, &present) == 0 && present.sa_handler == SIG_IGN;
+}
+
+void catchRequests()
+{
+    struct sigaction disposition { };
+    disposition.sa_handler = onSignal;
+    disposition.sa_flags = SA_RESTART;
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        if (signal != SIGHUP || !isIgnored(signal)) // as nohup asks for
+            sigaction(signal, &disposition, nullptr);
+    IceSetIOErrorHandler(onSessionManagerLost);
+    // A peer that closed its connection is an error value where it is written to, not the end of the process.
+    std::signal(SIGPIPE, SIG_IGN);
 }
 
 } // namespace
 
 struct TerminationRequests::Impl {
-    explicit Impl(std::function<void()> action)
-        : onRequest(std::move(action))
+    explicit Impl(TerminationActions given)
+        : actions(std::move(given))
         , notifier(openRequests().fd(), QSocketNotifier::Read)
     {
         QObject::connect(&notifier, &QSocketNotifier::activated, &notifier, [this] {
             requests->clear();
-            onRequest();
+            actions.end();
         });
         if (auto* application = qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
             QObject::connect(
-                application, &QGuiApplication::commitDataRequest, &notifier, [this] { onRequest(); },
+                application, &QGuiApplication::commitDataRequest, &notifier, [this] { actions.finishWork(); },
                 Qt::DirectConnection);
-        struct sigaction disposition { };
-        disposition.sa_handler = onSignal;
-        disposition.sa_flags = SA_RESTART;
-        for (std::size_t i = 0; i < watchedSignals.size(); ++i)
-            sigaction(watchedSignals[i], &disposition, &before[i]);
-        // A peer that closed its connection is an error value where it is written to, not the end of the process.
-        std::signal(SIGPIPE, SIG_IGN);
+        catchRequests();
     }
-    ~Impl()
-    {
-        for (std::size_t i = 0; i < watchedSignals.size(); ++i)
-            sigaction(watchedSignals[i], &before[i], nullptr);
-    }
-    Impl(const Impl&) = delete;
-    Impl& operator=(const Impl&) = delete;
 
-    std::function<void()> onRequest;
+    TerminationActions actions;
     QSocketNotifier notifier;
-    std::array<struct sigaction, watchedSignals.size()> before{};
 };
 
-TerminationRequests::TerminationRequests(std::function<void()> onRequest)
-    : impl_(std::make_unique<Impl>(std::move(onRequest)))
+TerminationRequests::TerminationRequests(TerminationActions actions)
+    : impl_(std::make_unique<Impl>(std::move(actions)))
 {
 }
 

@@ -150,7 +150,7 @@ int interruptConsole()
 {
     SetConsoleCtrlHandler(nullptr, FALSE); // the setting not to hear of it is inherited
     bool requested = false;
-    const TerminationRequests termination([&] { requested = true; });
+    const TerminationRequests termination({[] {}, [&] { requested = true; }});
     return GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0) && pumpUntil([&] { return requested; }) ? 0 : 1;
 }
 
@@ -603,20 +603,19 @@ TEST_F(PasteTest, insertsTheTextIntoTheFocusedField)
 
 TEST(WindowsTermination, HearsOfTheEndOfTheSessionAndOfRequestsToClose)
 {
-    int requests = 0;
+    std::string calls;
     {
-        const TerminationRequests termination([&] { ++requests; });
+        const TerminationRequests termination({[&] { calls += "finish "; }, [&] { calls += "end "; }});
         const HWND window = FindWindowW(L"QuilloTermination", nullptr);
         ASSERT_TRUE(window);
         EXPECT_FALSE(IsWindowVisible(window));
         EXPECT_TRUE(SendMessageW(window, WM_QUERYENDSESSION, 0, 0)) << "Quillo keeps nobody from leaving";
         SendMessageW(window, WM_ENDSESSION, FALSE, 0); // another program did
-        EXPECT_EQ(requests, 0);
+        EXPECT_EQ(calls, "finish ");
         SendMessageW(window, WM_ENDSESSION, TRUE, 0);
-        EXPECT_EQ(requests, 1);
+        EXPECT_EQ(calls, "finish end ");
         SendMessageW(window, WM_CLOSE, 0, 0);
-        EXPECT_EQ(requests, 2);
-        EXPECT_TRUE(IsWindow(window));
+        EXPECT_EQ(calls, "finish end end ");
     }
     EXPECT_FALSE(FindWindowW(L"QuilloTermination", nullptr));
 }

@@ -5,16 +5,17 @@
 
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QTimer>
+#include <QGuiApplication>
 
 #include <array>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 
+#include <X11/ICE/ICElib.h>
 #include <pwd.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -157,22 +158,44 @@ TEST(X11DataRoot, FollowsTheEnvironment)
     }
 }
 
-TEST(X11Termination, SignalsArriveInTheEventLoop)
+TEST(X11Termination, RequestsArriveInTheEventLoop)
 {
-    struct sigaction before { };
-    sigaction(SIGTERM, nullptr, &before);
+    const Environment environment(Environment::Values{{"QT_QPA_PLATFORM", "offscreen"}});
     int argc = 0;
-    QCoreApplication application(argc, nullptr);
-    for (const int signal : {SIGTERM, SIGINT}) {
-        const TerminationRequests requests([&] { QCoreApplication::exit(signal); });
-        QTimer::singleShot(
-            0, &application, [signal] { raise(signal); });
-        QTimer::singleShot(std::chrono::seconds(30), &application, [] { QCoreApplication::exit(-1); });
-        EXPECT_EQ(QCoreApplication::exec(), signal);
+    QGuiApplication application(argc, nullptr);
+    const auto saveSession = [&] {
+        // What the toolkit passes on is nobody's business here.
+        emit application.commitDataRequest(reinterpret_cast<QSessionManager&>(application));
+    };
+    const auto loseSessionManager = [] {
+        const IceIOErrorHandler handler = IceSetIOErrorHandler(nullptr);
+        IceSetIOErrorHandler(handler);
+        handler(nullptr);
+    };
+    struct Case {
+        const char* name;
+        std::function<void()> request;
+        std::string calls;
+    };
+    const Case cases[] = {
+        {"a program started by nohup loses its terminal", [] { raise(SIGHUP); }, ""},
+        {"terminal lost", [] { raise(SIGHUP); }, "end "},
+        {"terminated", [] { raise(SIGTERM); }, "end "},
+        {"interrupted", [] { raise(SIGINT); }, "end "},
+        {"session saved", saveSession, "finish "},
+        {"session manager lost", loseSessionManager, "end "},
+    };
+    for (const Case& c : cases) {
+        std::signal(SIGHUP, &c == cases ? SIG_IGN : SIG_DFL);
+        std::string calls;
+        {
+            const TerminationRequests requests({[&] { calls += "finish "; }, [&] { calls += "end "; }});
+            c.request();
+            QCoreApplication::processEvents();
+        }
+        EXPECT_EQ(calls, c.calls) << c.name;
+        c.request(); // once more while the program ends: it survives
     }
-    struct sigaction after { };
-    sigaction(SIGTERM, nullptr, &after);
-    EXPECT_EQ(after.sa_handler, before.sa_handler);
 }
 
 } // namespace
