@@ -3,6 +3,7 @@
 #include "platform/clipboard.h"
 #include "platform/compositing.h"
 #include "platform/data_root.h"
+#include "platform/key_event.h"
 #include "platform/keyboard_hook.h"
 
 #include <condition_variable>
@@ -338,6 +339,11 @@ std::string dataRoot()
     const State& state = system();
     const std::lock_guard lock(state.mutex);
     return state.dataRoot;
+}
+
+std::uint32_t virtualKeyOfEvent(std::uint32_t /*nativeScanCode*/, std::uint32_t nativeVirtualKey)
+{
+    return nativeVirtualKey;
 }
 
 } // namespace quillo::platform

@@ -109,11 +109,10 @@ KeySym keysymAt(Display* display, unsigned keycode, unsigned group, int level)
 
 std::uint32_t codeIn(Display* display, unsigned keycode, unsigned group)
 {
-    if (const std::uint32_t code = codeOf(keysymAt(display, keycode, group, 0)))
-        return code;
-    // Some layouts, the French for one, type digits only with Shift; they are digit keys all the same.
+    // Some layouts, the French for one, type digits only with Shift; they are digit keys all the same, whichever signs
+    // they type without.
     const KeySym shifted = keysymAt(display, keycode, group, 1);
-    return shifted >= XK_0 && shifted <= XK_9 ? codeOf(shifted) : 0;
+    return codeOf(shifted >= XK_0 && shifted <= XK_9 ? shifted : keysymAt(display, keycode, group, 0));
 }
 
 // The active layout first, then all in their order.

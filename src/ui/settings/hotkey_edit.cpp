@@ -1,11 +1,14 @@
 #include "ui/settings/hotkey_edit.h"
 
+#include "platform/key_event.h"
+
 #include <QFocusEvent>
 #include <QKeyEvent>
 #include <QKeySequence>
 #include <QMouseEvent>
 #include <QTimer>
 
+#include <cstdint>
 #include <utility>
 
 namespace quillo {
@@ -33,6 +36,15 @@ bool isModifier(int key)
     }
 }
 
+// Digits are keys: with Shift, or in layouts such as the French without, they type signs that hotkeys do not know.
+QString keyName(const QKeyEvent& event)
+{
+    const std::uint32_t virtualKey = platform::virtualKeyOfEvent(event.nativeScanCode(), event.nativeVirtualKey());
+    if (virtualKey >= '0' && virtualKey <= '9')
+        return QChar(virtualKey);
+    return QKeySequence(event.key()).toString(QKeySequence::PortableText);
+}
+
 QString hotkeyText(const QKeyEvent& event)
 {
     constexpr std::pair<Qt::KeyboardModifier, const char*> prefixes[] = {
@@ -45,7 +57,7 @@ QString hotkeyText(const QKeyEvent& event)
     for (const auto& [modifier, prefix] : prefixes)
         if (event.modifiers() & modifier)
             text += prefix;
-    return text + QKeySequence(event.key()).toString(QKeySequence::PortableText);
+    return text + keyName(event);
 }
 
 } // namespace

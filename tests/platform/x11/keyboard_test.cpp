@@ -1,12 +1,14 @@
 #include "hotkey/key_decision.h"
 #include "platform/clipboard.h"
 #include "platform/hotkey_probe.h"
+#include "platform/key_event.h"
 #include "platform/keyboard_hook.h"
 #include "platform/x11/desktop.h"
 #include "support/pressed_keys.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <future>
 #include <mutex>
 #include <random>
@@ -347,6 +349,18 @@ TEST_F(X11Keyboard, PasteShortcutKeepsOutOfAHeldHotkey)
     typist_.type("-F9");
     EXPECT_TRUE(sendPasteShortcut([&] { return watch.log() == "PR"; }));
     EXPECT_EQ(seen(&watch), "+Control_L +v -v -Control_L");
+}
+
+TEST_F(X11Layout, DigitIsItsKeyWhateverShiftMakesOfIt)
+{
+    const unsigned key = typist_.keycode("4");
+    for (const std::array<KeySym, 2>& signs : {std::array<KeySym, 2>{XK_apostrophe, XK_4}, {XK_4, XK_dollar}}) {
+        auto keysyms = signs; // first the French layout's, last the one that other tests find
+        XChangeKeyboardMapping(typist_.display(), static_cast<int>(key), 2, keysyms.data(), 1);
+        XSync(typist_.display(), False);
+        EXPECT_EQ(virtualKeyOfEvent(key, 0), std::uint32_t{'4'}) << XKeysymToString(signs[0]);
+    }
+    EXPECT_EQ(virtualKeyOfEvent(0xFFFF, 0), 0U);
 }
 
 class X11OtherProgram : public X11Keyboard {

@@ -64,6 +64,11 @@ protected:
     {
         QTest::sendKeyEvent(QTest::Click, dialog.windowHandle(), key, QString(), modifiers);
     }
+    void pressNative(Qt::Key key, Qt::KeyboardModifiers modifiers, quint32 virtualKey)
+    {
+        QKeyEvent event(QEvent::KeyPress, key, modifiers, 0, virtualKey, 0);
+        QApplication::sendEvent(edit, &event);
+    }
 
     void expectPrompt() const
     {
@@ -97,6 +102,7 @@ TEST_F(HotkeyTabTest, ShowsAndStoresWhatIsPressed)
         Qt::Key key;
         Qt::KeyboardModifiers modifiers;
         const char* text;
+        quint32 virtualKey = 0;
     };
     const auto all = Qt::MetaModifier | Qt::AltModifier | Qt::ShiftModifier | Qt::ControlModifier;
     const Pressed combinations[] = {
@@ -110,12 +116,16 @@ TEST_F(HotkeyTabTest, ShowsAndStoresWhatIsPressed)
         {Qt::Key_A, Qt::AltModifier, "Alt+A"},
         // Not a name that hotkeys know, and kept all the same.
         {Qt::Key_Semicolon, Qt::MetaModifier, "Win+;"},
+        // Digits are keys: which sign Shift makes of them, or the layout without Shift, is all the same.
+        {Qt::Key_Exclam, Qt::ControlModifier | Qt::ShiftModifier, "Ctrl+Shift+1", '1'},
+        {Qt::Key_ParenLeft, Qt::AltModifier, "Alt+5", '5'},
+        {Qt::Key_Exclam, Qt::ControlModifier, "Ctrl+!", 0xDF},
     };
-    for (const auto& [key, modifiers, text] : combinations) {
+    for (const auto& [key, modifiers, text, virtualKey] : combinations) {
         click();
         expectPrompt();
         const int probes = platform.probes();
-        press(key, modifiers);
+        virtualKey ? pressNative(key, modifiers, virtualKey) : press(key, modifiers);
         expectIdle(text);
         EXPECT_EQ(platform.probes(), probes + 1) << text;
     }
