@@ -18,38 +18,22 @@
 #include <filesystem>
 #include <functional>
 #include <future>
-#include <memory>
 #include <mutex>
-#include <ostream>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
 namespace quillo::platform {
-
-bool operator==(const KeyEvent& a, const KeyEvent& b)
-{
-    return a.virtualKey == b.virtualKey && a.down == b.down;
-}
-
-void PrintTo(const KeyEvent& event, std::ostream* out)
-{
-    *out << "0x" << std::hex << event.virtualKey << std::dec << (event.down ? " down" : " up");
-}
-
 namespace {
 
 using namespace std::chrono_literals;
-using Keys = std::vector<KeyEvent>;
+using Key = std::pair<std::uint32_t, bool>; // virtual-key code, whether it goes down
+using Keys = std::vector<Key>;
 
 constexpr auto patience = 20s;
 const auto always = [] { return true; };
-constexpr const char* guardName = "Quillo_Test_\u00e9";
-constexpr const wchar_t* wideGuardName = L"Quillo_Test_\u00e9";
-constexpr const wchar_t* hotkeyHeldEvent = L"Quillo_Test_HotkeyHeld";
 constexpr KeyCombination defaultHotkey{modCtrl | modShift, vk::space};
-constexpr KeyCombination heldHotkey{modCtrl | modAlt, vk::f1 + 8};
 
 template<typename Condition> bool pumpUntil(const Condition& condition)
 {
@@ -111,40 +95,42 @@ private:
     PROCESS_INFORMATION process_{};
 };
 
-int holdHotkey()
+Keys received; // by the window
+
+LRESULT CALLBACK record(HWND handle, UINT message, WPARAM key, LPARAM details)
 {
-    if (!RegisterHotKey(nullptr, 1, heldHotkey.modifiers, heldHotkey.virtualKey))
-        return 1;
-    SetEvent(OpenEventW(EVENT_MODIFY_STATE, FALSE, hotkeyHeldEvent));
-    Sleep(60'000); // until the parent ends us
+    const bool down = message == WM_KEYDOWN || message == WM_SYSKEYDOWN;
+    if (!down && message != WM_KEYUP && message != WM_SYSKEYUP)
+        return DefWindowProcW(handle, message, key, details);
+    received.emplace_back(static_cast<std::uint32_t>(key), down);
     return 0;
 }
 
-/// A window with the keyboard focus.
-class FocusedWindow {
-public:
-    explicit FocusedWindow(const wchar_t* className)
-        : handle_(CreateWindowW(
-            className, L"", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 10, 10, 300, 200, nullptr, nullptr, nullptr, nullptr))
-    {
-        focus();
-    }
-    ~FocusedWindow() { DestroyWindow(handle_); }
-    FocusedWindow(const FocusedWindow&) = delete;
-    FocusedWindow& operator=(const FocusedWindow&) = delete;
+/// A window that notes every key it gets; one for all tests: each new one costs seconds where no window manager runs.
+HWND window()
+{
+    static const HWND handle = [] {
+        WNDCLASSW recorder{};
+        recorder.lpfnWndProc = &record;
+        recorder.lpszClassName = L"QuilloTestRecorder";
+        RegisterClassW(&recorder);
+        return CreateWindowW(recorder.lpszClassName, L"", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 10, 10, 300, 200, nullptr,
+            nullptr, nullptr, nullptr);
+    }();
+    return handle;
+}
 
-    HWND handle() const { return handle_; }
+void takeFocus()
+{
+    SetForegroundWindow(window());
+    SetFocus(window());
+    EXPECT_TRUE(pumpUntil([] { return GetForegroundWindow() == window() && GetFocus() == window(); }));
+}
 
-    void focus() const
-    {
-        SetForegroundWindow(handle_);
-        SetFocus(handle_);
-        EXPECT_TRUE(pumpUntil([this] { return GetForegroundWindow() == handle_ && GetFocus() == handle_; }));
-    }
-
-private:
-    HWND handle_;
-};
+bool receives(std::size_t count)
+{
+    return pumpUntil([count] { return received.size() >= count; });
+}
 
 int interruptConsole()
 {
@@ -154,52 +140,13 @@ int interruptConsole()
     return GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0) && pumpUntil([&] { return requested; }) ? 0 : 1;
 }
 
-int takeFocus()
-{
-    const FocusedWindow window(L"EDIT");
-    pumpUntil([] { return false; });
-    return 0;
-}
-
-/// A test with the focus in a window that notes every key it gets.
+/// A test with the focus in the window.
 class Desktop : public testing::Test {
 protected:
     void SetUp() override
     {
-        window().focus();
+        takeFocus();
         received.clear();
-    }
-
-    /// One window for all tests: each new one costs seconds where no window manager runs.
-    static const FocusedWindow& window()
-    {
-        static const FocusedWindow recorder(recorderClass());
-        return recorder;
-    }
-    static bool receives(std::size_t count)
-    {
-        return pumpUntil([count] { return received.size() >= count; });
-    }
-
-    static inline Keys received;
-
-private:
-    static const wchar_t* recorderClass()
-    {
-        WNDCLASSW recorder{};
-        recorder.lpfnWndProc = &Desktop::record;
-        recorder.lpszClassName = L"QuilloTestRecorder";
-        RegisterClassW(&recorder);
-        return recorder.lpszClassName;
-    }
-    static LRESULT CALLBACK record(HWND handle, UINT message, WPARAM key, LPARAM details)
-    {
-        const bool down = message == WM_KEYDOWN || message == WM_SYSKEYDOWN;
-        if (down || message == WM_KEYUP || message == WM_SYSKEYUP) {
-            received.push_back({static_cast<std::uint32_t>(key), down});
-            return 0;
-        }
-        return DefWindowProcW(handle, message, key, details);
     }
 };
 
@@ -254,7 +201,7 @@ private:
     {
         const bool swallow = swallow_(hook_, event);
         const std::lock_guard lock(mutex_);
-        seen_.push_back(event);
+        seen_.emplace_back(event.virtualKey, event.down);
         return swallow;
     }
 
@@ -270,12 +217,11 @@ private:
 void send(const Keys& keys)
 {
     std::vector<INPUT> inputs;
-    for (const KeyEvent& key : keys) {
-        INPUT input{};
+    for (const auto& [virtualKey, down] : keys) {
+        INPUT& input = inputs.emplace_back();
         input.type = INPUT_KEYBOARD;
-        input.ki.wVk = static_cast<WORD>(key.virtualKey);
-        input.ki.dwFlags = key.down ? 0 : KEYEVENTF_KEYUP;
-        inputs.push_back(input);
+        input.ki.wVk = static_cast<WORD>(virtualKey);
+        input.ki.dwFlags = down ? 0 : KEYEVENTF_KEYUP;
     }
     ASSERT_EQ(SendInput(static_cast<UINT>(inputs.size()), inputs.data(), sizeof(INPUT)), inputs.size());
 }
@@ -302,55 +248,35 @@ std::wstring clipboardText()
     return text;
 }
 
-TEST(InstanceGuard, belongsToOneProcessUntilThatEnds)
+TEST(InstanceGuard, isANamedLockWhoseRefusalStopsNobody)
 {
-    EXPECT_EQ(Child(L"take-guard").exitCode(), 0u);
-    EXPECT_TRUE(takeInstanceGuard(guardName));
-    EXPECT_EQ(Child(L"take-guard").exitCode(), 1u);
-    EXPECT_FALSE(takeInstanceGuard(guardName));
-
-    const HANDLE named = OpenMutexW(SYNCHRONIZE, FALSE, wideGuardName);
-    EXPECT_TRUE(named) << "the mutex has another name";
-    CloseHandle(named);
-}
-
-TEST(InstanceGuard, aRefusedLockDoesNotKeepTheProgramFromStarting)
-{
-    const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, L"Quillo_Test_NoMutex");
+    EXPECT_TRUE(takeInstanceGuard("Quillo_Test_\u00e9"));
+    EXPECT_FALSE(takeInstanceGuard("Quillo_Test_\u00e9"));
+    EXPECT_TRUE(OpenMutexW(SYNCHRONIZE, FALSE, L"Quillo_Test_\u00e9")) << "the mutex has another name";
+    EXPECT_TRUE(CreateEventW(nullptr, TRUE, FALSE, L"Quillo_Test_NoMutex"));
     EXPECT_TRUE(takeInstanceGuard("Quillo_Test_NoMutex")); // the name belongs to an object of another kind
-    CloseHandle(event);
 }
 
-TEST(DataRoot, isTheRoamingFolderInUtf8)
+TEST(Folders, areNamedInUtf8)
 {
-    const std::string folder = dataRoot();
-    wchar_t wide[MAX_PATH]{};
-    ASSERT_GT(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, folder.c_str(), -1, wide, MAX_PATH), 3);
-    EXPECT_STREQ(wide, _wgetenv(L"APPDATA"));
-    EXPECT_EQ(folder.substr(1, 2), ":\\");
-    EXPECT_NE(folder.back(), '\\');
-    EXPECT_EQ(folder.find('\0'), std::string::npos);
-    EXPECT_EQ(dataRoot(), folder);
+    const auto wide = [](const std::string& utf8) {
+        return std::filesystem::path(std::u8string(utf8.begin(), utf8.end())).wstring();
+    };
+    EXPECT_EQ(wide(dataRoot()), _wgetenv(L"APPDATA"));
+    wchar_t program[MAX_PATH]{};
+    GetModuleFileNameW(nullptr, program, MAX_PATH);
+    EXPECT_EQ(wide(programFolder()), std::filesystem::path(program).parent_path());
 }
 
-TEST(HotkeyProbe, leavesAFreeCombinationFree)
+TEST(HotkeyProbe, tellsATakenCombinationAndLeavesAFreeOneFree)
 {
-    EXPECT_EQ(probeHotkey(defaultHotkey), ProbeResult::Available);
-    EXPECT_EQ(probeHotkey(defaultHotkey), ProbeResult::Available);
-    EXPECT_EQ(probeHotkey({0, 'K'}), ProbeResult::Available);
-}
-
-TEST(HotkeyProbe, tellsACombinationOfAnotherProcess)
-{
-    const HANDLE held = CreateEventW(nullptr, TRUE, FALSE, hotkeyHeldEvent);
-    {
-        const Child holder(L"hold-hotkey");
-        ASSERT_EQ(WaitForSingleObject(held, 20'000), WAIT_OBJECT_0);
-        EXPECT_EQ(probeHotkey(heldHotkey), ProbeResult::HeldByAnother);
-        EXPECT_EQ(probeHotkey({modCtrl, heldHotkey.virtualKey}), ProbeResult::Available);
-    }
-    EXPECT_TRUE(pumpUntil([] { return probeHotkey(heldHotkey) == ProbeResult::Available; }));
-    CloseHandle(held);
+    constexpr KeyCombination taken{modCtrl | modAlt, vk::f1 + 8};
+    ASSERT_TRUE(RegisterHotKey(nullptr, 1, taken.modifiers, taken.virtualKey));
+    EXPECT_EQ(probeHotkey(taken), ProbeResult::HeldByAnother);
+    EXPECT_EQ(probeHotkey({modCtrl, taken.virtualKey}), ProbeResult::Available);
+    UnregisterHotKey(nullptr, 1);
+    EXPECT_EQ(probeHotkey(taken), ProbeResult::Available);
+    EXPECT_EQ(probeHotkey(taken), ProbeResult::Available);
 }
 
 TEST_F(KeyboardHookTest, swallowsWhatItsHandlerSwallows)
@@ -375,77 +301,55 @@ TEST_F(KeyboardHookTest, altIsNotAloneWhenItsKeyIsSwallowed)
     EXPECT_EQ(received, (Keys{{vk::shift, true}, {vk::shift, false}})) << "nothing to prevent";
 }
 
-struct Modifier {
-    std::uint32_t sent;
-    std::uint32_t asked;
-};
-
-class KeyboardHookModifiers : public Desktop, public testing::WithParamInterface<Modifier> { };
-
-TEST_P(KeyboardHookModifiers, areKnownWhileTheirKeyIsDown)
+TEST_F(KeyboardHookTest, knowsTheModifiersWhileTheirKeysAreDown)
 {
-    const auto [sent, asked] = GetParam();
+    std::atomic<std::uint32_t> asked = 0;
     std::atomic<int> downAtJ = 0;
     std::atomic<int> downAtK = 0;
-    const HookThread thread([&, key = asked](const KeyboardHook& hook, const KeyEvent& event) {
-        downAtJ += event.virtualKey == 'J' && hook.isDown(key);
-        downAtK += event.virtualKey == 'K' && hook.isDown(key);
+    const HookThread thread([&](const KeyboardHook& hook, const KeyEvent& event) {
+        downAtJ += event.virtualKey == 'J' && hook.isDown(asked);
+        downAtK += event.virtualKey == 'K' && hook.isDown(asked);
         return event.virtualKey == 'J' || event.virtualKey == 'K';
     });
-    send({{sent, true}, {'J', true}, {'J', false}, {sent, false}, {'K', true}, {'K', false}});
-    EXPECT_TRUE(pumpUntil([&] { return thread.seen().size() >= 6 && received.size() >= 2; }));
-    EXPECT_EQ(downAtJ, 2); // also with Alt, whose keys come as system keys
-    EXPECT_EQ(downAtK, 0);
+    // Also with Alt, whose keys come as system keys.
+    for (const auto& [key, modifier] : {std::pair(vk::rightShift, vk::shift), std::pair(vk::leftControl, vk::control),
+             std::pair(vk::leftMenu, vk::menu), std::pair(vk::rightWin, vk::rightWin)}) {
+        asked = modifier;
+        send({{key, true}, {'J', true}, {'J', false}, {key, false}, {'K', true}, {'K', false}});
+        EXPECT_TRUE(pumpUntil([&] {
+            return received.size() >= 2 && received.back() == Key{received.front().first, false}
+            && thread.seen().back() == Key{'K', false};
+        }));
+        received.clear();
+        EXPECT_EQ(downAtJ.exchange(0), 2) << key;
+        EXPECT_EQ(downAtK, 0) << key;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sides, KeyboardHookModifiers,
-    testing::Values(Modifier{vk::leftShift, vk::shift}, Modifier{vk::rightShift, vk::shift},
-        Modifier{vk::leftControl, vk::control}, Modifier{vk::rightControl, vk::control},
-        Modifier{vk::leftMenu, vk::menu}, Modifier{vk::rightMenu, vk::menu}, Modifier{vk::leftWin, vk::leftWin},
-        Modifier{vk::rightWin, vk::rightWin}));
-
-void installAndStop(KeyboardHook& hook)
+TEST_F(KeyboardHookTest, endsWhenStoppedBeforeItsRunAndComesBackOnTheSameThread)
 {
+    KeyboardHook hook;
     std::atomic<bool> running = false;
     ASSERT_TRUE(hook.install(defaultHotkey, [](const KeyEvent&) { return true; }));
-    hook.wake();
+    hook.wake(); // leaves a wake-up behind that must not end the next run
     hook.run(running);
-}
-
-TEST_F(KeyboardHookTest, isGoneWhenStoppedBeforeItsRun)
-{
-    KeyboardHook hook;
-    installAndStop(hook);
     send(strokeJ);
     EXPECT_TRUE(receives(2));
-    EXPECT_EQ(received, strokeJ);
-}
+    EXPECT_EQ(received, strokeJ) << "the hook is still there";
 
-TEST_F(KeyboardHookTest, comesBackOnTheSameThread)
-{
-    KeyboardHook hook;
-    installAndStop(hook); // leaves a wake-up behind that must not end the next run
-    std::atomic<bool> running = true;
+    running = true;
     std::size_t seen = 0;
     ASSERT_TRUE(hook.install(
         defaultHotkey,
         [&](const KeyEvent&) {
-            running = ++seen < strokesJK.size();
+            if (++seen == strokesJK.size())
+                PostThreadMessageW(GetCurrentThreadId(), WM_QUIT, 0, 0); // as the system does
             return true;
         }));
     std::thread typist([] { send(strokesJK); });
     hook.run(running);
     typist.join();
     EXPECT_EQ(seen, strokesJK.size());
-}
-
-TEST_F(KeyboardHookTest, endsAtTheSystemsRequest)
-{
-    KeyboardHook hook;
-    std::atomic<bool> running = true;
-    ASSERT_TRUE(hook.install(defaultHotkey, [](const KeyEvent&) { return true; }));
-    PostThreadMessageW(GetCurrentThreadId(), WM_QUIT, 0, 0);
-    hook.run(running);
     EXPECT_FALSE(running);
 }
 
@@ -505,52 +409,32 @@ TEST_F(KeyboardHookTest, comesBackWhenItIsNoLongerCalledWhileAnotherProgramHasTh
     UnhookWindowsHookEx(newer);
 }
 
-TEST_F(ClipboardTest, carriesTextUnchanged)
+TEST_F(ClipboardTest, takesTheTextInPlaceOfEverything)
 {
     std::string longText;
     std::wstring longWide;
     for (int i = 0; i < 10'000; ++i) {
-        longText += "words \u2713 ";
-        longWide += L"words \u2713 ";
+        longText += "d\u00e9j\u00e0 vu \u2713 \U0001F600 \u65e5\u672c\r\n\t";
+        longWide += L"d\u00e9j\u00e0 vu \u2713 \U0001F600 \u65e5\u672c\r\n\t";
     }
-    const std::pair<std::string, std::wstring> texts[]{
-        {"plain", L"plain"},
-        {"h\u00e9llo \u00fc \u2713 \U0001F600 \u65e5\u672c", L"h\u00e9llo \u00fc \u2713 \U0001F600 \u65e5\u672c"},
-        {"two\r\nlines\t", L"two\r\nlines\t"},
-        {longText, longWide},
-    };
-    for (const auto& [utf8, wide] : texts) {
+    const UINT format = RegisterClipboardFormatW(L"QuilloTestFormat");
+    ASSERT_TRUE(OpenClipboard(window()));
+    SetClipboardData(format, GlobalAlloc(GMEM_MOVEABLE, 8));
+    EXPECT_FALSE(setClipboardText("plain")) << "another holds it";
+    CloseClipboard();
+    EXPECT_TRUE(IsClipboardFormatAvailable(format)) << "it is left alone";
+    for (const auto& [utf8, wide] : {std::pair(longText, longWide), std::pair<std::string, std::wstring>("", L"")}) {
         EXPECT_TRUE(setClipboardText(utf8));
         EXPECT_TRUE(clipboardText() == wide) << "text of " << utf8.size() << " bytes";
+        EXPECT_FALSE(IsClipboardFormatAvailable(format));
     }
-}
-
-TEST_F(ClipboardTest, replacesEverythingThatWasThere)
-{
-    const UINT format = RegisterClipboardFormatW(L"QuilloTestFormat");
-    ASSERT_TRUE(OpenClipboard(nullptr));
-    SetClipboardData(format, GlobalAlloc(GMEM_MOVEABLE, 8));
-    CloseClipboard();
-    ASSERT_TRUE(IsClipboardFormatAvailable(format));
-    EXPECT_TRUE(setClipboardText("new"));
-    EXPECT_FALSE(IsClipboardFormatAvailable(format));
-}
-
-TEST_F(ClipboardTest, isLeftAloneWhileAnotherHoldsIt)
-{
-    ASSERT_TRUE(setClipboardText("before"));
-    ASSERT_TRUE(OpenClipboard(window().handle()));
-    EXPECT_FALSE(setClipboardText("after"));
-    CloseClipboard();
-    EXPECT_EQ(clipboardText(), L"before");
-    EXPECT_TRUE(setClipboardText("after"));
 }
 
 TEST_F(ClipboardTest, isWaitedForWhileAnotherHoldsItForAMoment)
 {
     bool set = false;
     for (int attempt = 0; attempt < 5 && !set; ++attempt) { // a busy machine may hold it for more than a moment
-        ASSERT_TRUE(OpenClipboard(window().handle()));
+        ASSERT_TRUE(OpenClipboard(window()));
         auto setting = std::async(std::launch::async, [] { return setClipboardText("patient"); });
         std::this_thread::sleep_for(30ms);
         CloseClipboard();
@@ -569,8 +453,8 @@ TEST_F(PasteTest, isTheShortcutAsOneUndisturbedSequence)
     EXPECT_EQ(received, shortcut);
 
     Keys seen = thread.seen();
-    for (KeyEvent& event : seen) // a hook is told the side of a modifier
-        event.virtualKey = event.virtualKey == vk::leftControl ? vk::control : event.virtualKey;
+    for (auto& [key, down] : seen) // a hook is told the side of a modifier
+        key = key == vk::leftControl ? vk::control : key;
     EXPECT_EQ(seen, shortcut);
 }
 
@@ -583,22 +467,12 @@ TEST_F(PasteTest, waitsForModifiersToComeUp)
         std::this_thread::sleep_for(50ms);
         send({{vk::leftShift, false}});
         EXPECT_TRUE(receives(6));
-        return received[1] == KeyEvent{vk::shift, false};
+        return received[1] == Key{vk::shift, false};
     };
     bool waited = false;
     for (int attempt = 0; attempt < 5 && !waited; ++attempt) // it waits for a second, a busy machine may take longer
         waited = shiftIsUpAtV();
     EXPECT_TRUE(waited);
-}
-
-TEST_F(PasteTest, insertsTheTextIntoTheFocusedField)
-{
-    const FocusedWindow field(L"EDIT");
-    ASSERT_TRUE(setClipboardText("d\u00e9j\u00e0 vu \u2713 \U0001F600"));
-    sendPasteShortcut(always);
-    wchar_t text[64]{};
-    EXPECT_TRUE(pumpUntil([&] { return GetWindowTextW(field.handle(), text, 64) > 0; }));
-    EXPECT_STREQ(text, L"d\u00e9j\u00e0 vu \u2713 \U0001F600");
 }
 
 TEST(WindowsTermination, HearsOfTheEndOfTheSessionAndOfRequestsToClose)
@@ -625,14 +499,6 @@ TEST(WindowsTermination, HearsOfAnInterruptInItsConsole)
     EXPECT_EQ(Child(L"interrupt-console", CREATE_NEW_CONSOLE).exitCode(), 0U);
 }
 
-TEST(WindowsProgramFolder, HoldsTheProgram)
-{
-    wchar_t path[MAX_PATH];
-    GetModuleFileNameW(nullptr, path, MAX_PATH);
-    const std::u8string folder = std::filesystem::path(path).parent_path().u8string();
-    EXPECT_EQ(programFolder(), std::string(folder.begin(), folder.end()));
-}
-
 } // namespace
 } // namespace quillo::platform
 
@@ -640,14 +506,12 @@ int main(int argc, char** argv)
 {
     using namespace quillo::platform;
     const std::string part = argc == 2 ? argv[1] : "";
-    if (part == "take-guard")
-        return takeInstanceGuard(guardName) ? 0 : 1;
-    if (part == "hold-hotkey")
-        return holdHotkey();
     if (part == "interrupt-console")
         return interruptConsole();
-    if (part == "take-focus")
-        return takeFocus();
+    if (part == "take-focus") {
+        takeFocus();
+        Sleep(INFINITE); // until the parent ends us
+    }
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }
