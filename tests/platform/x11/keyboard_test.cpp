@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdlib>
 #include <future>
 #include <mutex>
 #include <random>
@@ -246,6 +247,18 @@ TEST_F(X11Keyboard, LosingTheConnectionOnlyEndsTheHook)
     typist_.type("+Control_L +Shift_L +space -space -Shift_L -Control_L");
     EXPECT_EQ(seen(&again), "+Control_L +Shift_L -Shift_L -Control_L");
     EXPECT_EQ(again.log(), "PR");
+}
+
+TEST(X11Display, LosingTheToolkitsConnectionEndsTheProcessAtOnce)
+{
+    const auto lose = [] {
+        const Connection toolkit = connect();
+        probeHotkey(ctrlShiftSpace); // on a connection of its own
+        std::atexit([] { std::_Exit(EXIT_SUCCESS); });
+        XKillClient(toolkit.get(), XGContextFromGC(DefaultGC(toolkit.get(), 0)));
+        XSync(toolkit.get(), False);
+    };
+    EXPECT_EXIT(lose(), testing::ExitedWithCode(EXIT_FAILURE), "The connection to the X server is broken");
 }
 
 class X11Layout : public X11Keyboard {
