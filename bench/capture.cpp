@@ -113,7 +113,7 @@ void standInAlone(benchmark::State& state)
 {
     auto& sound = test::FakePortAudio::instance();
     AudioCapture capture;
-    capture.startCapture({}, {});
+    capture.startCapture({}, {}).wait();
     for ([[maybe_unused]] auto recording : state)
         BlockTimes([&] { sound.push({}); }).report(state);
 }

@@ -3,21 +3,28 @@
 #include "audio/capture_context.h"
 #include "audio/input_stream.h"
 #include "audio/level.h"
-#include "audio/portaudio_thread.h"
-
-#include <portaudio.h>
+#include "audio/sound_system.h"
 
 #include <algorithm>
-#include <optional>
 
 namespace quillo {
 
+namespace {
+
+SoundSystem& sound()
+{
+    return SoundSystem::instance();
+}
+
+} // namespace
+
 struct AudioCapture::Impl {
-    std::optional<PortAudioLibrary> library; // first, so that it outlives the streams
-    std::string deviceId;
+    std::future<void> initialised; // not valid before initialise()
+    std::shared_ptr<const DeviceList> listed; // the last list given out; null before that
+    ChosenDevice device;
     float sensitivity = 0.5F;
-    std::unique_ptr<CaptureContext> captureContext;
-    InputStream captureStream; // after what its callback uses
+    std::weak_ptr<CaptureContext> captureContext; // lives as long as the stream delivers
+    InputStream captureStream;
     InputStream testStream;
 };
 
@@ -30,32 +37,43 @@ AudioCapture::~AudioCapture()
 {
     stopTest();
     stopCapture();
+    if (impl_->initialised.valid())
+        sound().post([] { sound().removeUser(); }).wait_for(SoundSystem::patience);
 }
 
 void AudioCapture::initialise()
 {
-    if (!impl_->library)
-        impl_->library.emplace();
+    if (!impl_->initialised.valid())
+        impl_->initialised = sound().post([] { sound().addUser(); });
 }
 
 std::vector<std::pair<std::string, std::string>> AudioCapture::listInputDevices()
 {
     initialise();
-    std::vector<std::pair<std::string, std::string>> devices;
-    if (!impl_->library->isReady())
-        return devices;
-    const PaDeviceIndex count = Pa_GetDeviceCount(); // an error is negative
-    for (PaDeviceIndex index = 0; index < count; ++index) {
-        const PaDeviceInfo* info = Pa_GetDeviceInfo(index);
-        if (info && info->maxInputChannels > 0)
-            devices.emplace_back(std::to_string(index), info->name ? info->name : "Unknown Device");
-    }
-    return devices;
+    impl_->initialised.wait_for(SoundSystem::patience);
+    impl_->listed = sound().devices();
+    return *impl_->listed;
+}
+
+bool AudioCapture::refreshDevices()
+{
+    initialise();
+    const auto renewed = std::make_shared<bool>(false);
+    const auto done = sound().post([renewed] { *renewed = sound().initialiseAnew(); });
+    return done.wait_for(SoundSystem::patience) == std::future_status::ready && *renewed;
 }
 
 void AudioCapture::setDeviceId(const std::string& id)
 {
-    impl_->deviceId = id;
+    impl_->device = {id, impl_->listed};
+}
+
+std::string AudioCapture::listedId(const std::string& id) const
+{
+    const ChosenDevice& device = impl_->device;
+    if (id != device.id || !impl_->listed)
+        return id;
+    return renumbered(id, device.list ? *device.list : *sound().firstDevices(), *impl_->listed).value_or("");
 }
 
 void AudioCapture::setVadSensitivity(float value)
@@ -63,36 +81,37 @@ void AudioCapture::setVadSensitivity(float value)
     impl_->sensitivity = std::clamp(value, 0.0F, 1.0F);
 }
 
-bool AudioCapture::startCapture(SamplesCallback onAudio, SamplesCallback onSegment)
+std::future<bool> AudioCapture::startCapture(SamplesCallback onAudio, SamplesCallback onSegment)
 {
     stopCapture();
     initialise();
-    auto context = std::make_unique<CaptureContext>(
+    const auto context = std::make_shared<CaptureContext>(
         CaptureContext::thresholdFor(impl_->sensitivity), std::move(onAudio), std::move(onSegment));
-    const auto onBlock = [receiver = context.get()](
-                             const float* samples, std::size_t count) { receiver->process(samples, count); };
-    if (!impl_->captureStream.open(impl_->deviceId, onBlock))
-        return false;
-    impl_->captureContext = std::move(context);
-    return true;
+    impl_->captureContext = context;
+    return impl_->captureStream.open(
+        impl_->device, [context](const float* samples, std::size_t count) { context->process(samples, count); });
 }
 
 void AudioCapture::stopCapture()
 {
+    const auto context = impl_->captureContext.lock();
     impl_->captureStream.close();
-    if (const auto context = std::move(impl_->captureContext))
+    if (context)
         context->flush();
 }
 
 bool AudioCapture::startTest(const std::string& deviceId, LevelCallback onLevel)
 {
-    stopTest();
     initialise();
-    auto onBlock = [onLevel = std::move(onLevel)](const float* samples, std::size_t count) {
-        if (onLevel)
-            onLevel(blockLevel(samples, count));
-    };
-    return impl_->testStream.open(deviceId, std::move(onBlock));
+    auto opened = impl_->testStream.open(
+        {deviceId, impl_->listed}, [onLevel = std::move(onLevel)](const float* samples, std::size_t count) {
+            if (onLevel)
+                onLevel(blockLevel(samples, count));
+        });
+    if (opened.wait_for(SoundSystem::patience) == std::future_status::ready && opened.get())
+        return true;
+    stopTest();
+    return false;
 }
 
 void AudioCapture::stopTest()
@@ -102,7 +121,7 @@ void AudioCapture::stopTest()
 
 bool AudioCapture::libraryInUse()
 {
-    return PortAudioThread::inUse();
+    return sound().isBusy();
 }
 
 } // namespace quillo

@@ -1,37 +1,11 @@
 #include "audio/input_stream.h"
 
-#include "audio/portaudio_thread.h"
+#include "audio/sound_system.h"
 
-#include <portaudio.h>
-
-#include <chrono>
 #include <mutex>
-#include <stdexcept>
 #include <utility>
 
 namespace quillo {
-
-namespace {
-
-using namespace std::chrono_literals;
-
-constexpr auto openingPatience = 3s; // a wireless device must wake up first
-constexpr auto closingPatience = 1s; // takes as long as a block
-constexpr double sampleRate = 16000.0;
-constexpr unsigned long framesPerBlock = 512;
-
-PaDeviceIndex resolveDevice(const std::string& id)
-{
-    if (id.empty())
-        return Pa_GetDefaultInputDevice();
-    try {
-        return std::stoi(id);
-    } catch (const std::logic_error&) { // not a number, or one that does not fit
-        return Pa_GetDefaultInputDevice();
-    }
-}
-
-} // namespace
 
 /// The stream itself, which lives until PortAudio has closed it, and the callback, which may have to go before.
 class InputStream::Line {
@@ -42,11 +16,8 @@ public:
     }
 
     // PortAudio's thread.
-    void open(const std::string& deviceId);
+    bool open(const ChosenDevice& device);
     void close();
-
-    /// After open() only.
-    bool isOpen() const { return stream_; }
 
     /// The callback is released; it does not run any more when this returns. Any thread.
     void silence();
@@ -62,33 +33,20 @@ private:
     BlockCallback onBlock_;
 };
 
-void InputStream::Line::open(const std::string& deviceId)
+bool InputStream::Line::open(const ChosenDevice& device)
 {
     if (isSilent())
-        return; // its owner has given up before this had its turn
-    const PaDeviceIndex device = resolveDevice(deviceId);
-    const PaDeviceInfo* info = device == paNoDevice ? nullptr : Pa_GetDeviceInfo(device);
-    if (!info || info->maxInputChannels < 1)
-        return;
-
-    PaStreamParameters input{};
-    input.device = device;
-    input.channelCount = 1;
-    input.sampleFormat = paFloat32;
-    input.suggestedLatency = info->defaultLowInputLatency;
-    if (Pa_OpenStream(&stream_, &input, nullptr, sampleRate, framesPerBlock, paClipOff, &receive, this) != paNoError)
-        stream_ = nullptr;
-    else if (Pa_StartStream(stream_) != paNoError)
-        Pa_CloseStream(std::exchange(stream_, nullptr));
+        return false; // its owner has given up before this had its turn
+    stream_ = SoundSystem::instance().open(device, &receive, this);
+    if (!stream_)
+        silence();
+    return stream_;
 }
 
 void InputStream::Line::close()
 {
-    if (!stream_)
-        return;
-    // A device that has died makes the stop fail; closing ends such a stream all the same.
-    Pa_StopStream(stream_);
-    Pa_CloseStream(std::exchange(stream_, nullptr));
+    if (stream_)
+        SoundSystem::instance().close(std::exchange(stream_, nullptr));
 }
 
 void InputStream::Line::silence()
@@ -128,23 +86,22 @@ InputStream::~InputStream()
     close();
 }
 
-bool InputStream::open(std::string deviceId, BlockCallback onBlock)
+std::future<bool> InputStream::open(ChosenDevice device, BlockCallback onBlock)
 {
-    line_ = std::make_shared<Line>(std::move(onBlock));
-    const bool answered =
-        PortAudioThread::run([line = line_, id = std::move(deviceId)] { line->open(id); }, openingPatience);
-    if (answered && line_->isOpen())
-        return true;
     close();
-    return false;
+    line_ = std::make_shared<Line>(std::move(onBlock));
+    const auto opened = std::make_shared<std::promise<bool>>();
+    SoundSystem::instance().post(
+        [line = line_, opened, device = std::move(device)] { opened->set_value(line->open(device)); });
+    return opened->get_future();
 }
 
 void InputStream::close()
 {
     if (!line_)
         return;
-    PortAudioThread::run([line = line_] { line->close(); }, closingPatience);
-    std::exchange(line_, nullptr)->silence();
+    line_->silence();
+    SoundSystem::instance().post([line = std::move(line_)] { line->close(); });
 }
 
 } // namespace quillo

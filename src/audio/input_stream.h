@@ -1,35 +1,35 @@
 #pragma once
 
+#include "audio/device_list.h"
+
 #include <cstddef>
 #include <functional>
+#include <future>
 #include <memory>
-#include <string>
 
 namespace quillo {
 
 /// A PortAudio input stream in Quillo's format: one channel of 32-bit float samples, 16,000 a second, in blocks of 512
-/// frames. It runs from a successful open() until close() or the destructor. PortAudio must be initialised. One thread
-/// at a time; objects are independent of each other.
+/// frames. The sound system must have a user. One thread at a time; objects are independent of each other.
 ///
-/// No call waits for a sound server that hangs: a stream that cannot be closed in time is left to PortAudio's thread,
-/// and until that is through no stream can be opened.
+/// No call waits for the sound system: streams are opened and closed in the order of the calls, as soon as it can.
 class InputStream {
 public:
     /// Receives every block, on a thread of PortAudio. Samples are valid only during the call.
     using BlockCallback = std::function<void(const float* samples, std::size_t count)>;
 
     InputStream() = default;
-    ~InputStream();
+    ~InputStream(); ///< as close()
     InputStream(const InputStream&) = delete;
     InputStream& operator=(const InputStream&) = delete;
 
-    /// Opens and starts the stream, which must not be open. False, with nothing left open and the callback released,
-    /// when the device does not exist, has no input, refuses or hangs.
-    /// @param deviceId as for AudioCapture::setDeviceId()
+    /// Begins to open and start the stream, after close(). However late that succeeds, it delivers until close(); what
+    /// is closed before its turn is not opened at all.
     /// @param onBlock not empty
-    bool open(std::string deviceId, BlockCallback onBlock);
+    /// @return whether it has been opened; once it says no, the callback has been released
+    std::future<bool> open(ChosenDevice device, BlockCallback onBlock);
 
-    /// Waits until a running callback has returned, closes the stream and releases the callback. Nothing when it is
+    /// Waits until a running callback has returned, releases it, and leaves the stream to be closed. Nothing when it is
     /// not open.
     void close();
 

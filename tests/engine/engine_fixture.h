@@ -68,7 +68,7 @@ protected:
         engine_.stop();
         verboseOutput = false;
         testing::internal::GetCapturedStderr();
-        EXPECT_EQ(sound_.openStreams(), 0U) << "the microphone was left open";
+        EXPECT_TRUE(waitFor([&] { return sound_.openStreams() == 0; })) << "the microphone was left open";
     }
 
     void loadModel() { ASSERT_TRUE(transcriber_.loadModel(QUILLO_TEST_DATA_DIR "/ggml-mini.bin")); }
@@ -87,7 +87,7 @@ protected:
 
     bool waitForMicrophone(bool running)
     {
-        return waitFor([&] { return sound_.runningStreams() == (running ? 1U : 0U); });
+        return waitFor([&] { return !AudioCapture::libraryInUse() && sound_.runningStreams() == (running ? 1U : 0U); });
     }
 
     bool waitForDelivered(std::size_t count)

@@ -5,6 +5,7 @@
 #include "platform/data_root.h"
 #include "platform/key_event.h"
 #include "platform/keyboard_hook.h"
+#include "platform/sound_devices.h"
 
 #include <condition_variable>
 #include <deque>
@@ -35,6 +36,7 @@ struct FakePlatform::State {
     int probes = 0;
 
     std::string dataRoot;
+    std::string soundDevices;
 
     bool clipboardRefused = false;
     std::string clipboard;
@@ -153,6 +155,12 @@ void FakePlatform::setDataRoot(const std::string& folder)
 {
     const std::lock_guard lock(state_->mutex);
     state_->dataRoot = folder;
+}
+
+void FakePlatform::setSoundDevices(const std::string& devices)
+{
+    const std::lock_guard lock(state_->mutex);
+    state_->soundDevices = devices;
 }
 
 void FakePlatform::refuseClipboard(bool refuse)
@@ -344,6 +352,13 @@ std::string dataRoot()
 std::uint32_t virtualKeyOfEvent(std::uint32_t /*nativeScanCode*/, std::uint32_t nativeVirtualKey)
 {
     return nativeVirtualKey;
+}
+
+std::string soundDevices()
+{
+    const State& state = system();
+    const std::lock_guard lock(state.mutex);
+    return state.soundDevices;
 }
 
 } // namespace quillo::platform

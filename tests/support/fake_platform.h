@@ -41,6 +41,7 @@ public:
     int probes() const; ///< how often the system was asked about a combination
 
     void setDataRoot(const std::string& folder);
+    void setSoundDevices(const std::string& devices);
 
     void refuseClipboard(bool refuse);
     std::string clipboard() const;

@@ -1,7 +1,6 @@
 #include "support/fake_portaudio.h"
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -36,8 +35,10 @@ struct Stream {
 
 std::mutex mutex; // guards what follows; not held while a stream's mutex is taken or a callback runs
 int initialised = 0;
-std::vector<FakeDevice> deviceList;
+std::vector<FakeDevice> plugged;
+std::vector<FakeDevice> deviceList; // those that were plugged when the library was initialised
 std::vector<PaDeviceInfo> infos;
+PaDeviceIndex pluggedDefault = paNoDevice;
 PaDeviceIndex defaultDevice = paNoDevice;
 std::map<PaCall, PaError> failures;
 std::map<PaCall, int> counts;
@@ -46,25 +47,20 @@ std::condition_variable resumed;
 FakeOpenRequest lastRequest;
 std::vector<std::shared_ptr<Stream>> openedStreams;
 
-/// The real library does not guard its list of open streams: a program that changes it on two threads at once is
-/// broken.
-class ListChange {
-public:
-    ListChange()
-    {
-        if (busy_.exchange(true)) {
-            std::fputs("Two threads open or close a stream at the same time\n", stderr);
-            std::abort();
-        }
-        std::this_thread::yield(); // gives another one the time to be caught
-    }
-    ~ListChange() { busy_ = false; }
-    ListChange(const ListChange&) = delete;
-    ListChange& operator=(const ListChange&) = delete;
+/// The real library is made for one thread, and terminating it takes the streams away from whoever has them open.
+void demand(bool kept, const char* rule)
+{
+    if (kept)
+        return;
+    std::fputs(rule, stderr);
+    std::abort();
+}
 
-private:
-    static inline std::atomic<bool> busy_ = false;
-};
+void demandOneThread()
+{
+    static const std::thread::id caller = std::this_thread::get_id();
+    demand(caller == std::this_thread::get_id(), "PortAudio is called on several threads\n");
+}
 
 std::vector<std::shared_ptr<Stream>> allStreams()
 {
@@ -75,23 +71,13 @@ std::vector<std::shared_ptr<Stream>> allStreams()
 /// Counts a call, lets it hang, and says how it ends; the lock on the mutex is held.
 PaError enter(PaCall call, std::unique_lock<std::mutex>& lock)
 {
+    demandOneThread();
     ++counts[call];
-    if (!resumed.wait_for(lock, std::chrono::minutes(1), [call] { return hangingCall != call; })) {
-        std::fputs("A call of PortAudio was left hanging\n", stderr);
-        std::abort();
-    }
+    demand(resumed.wait_for(lock, std::chrono::minutes(1), [call] { return hangingCall != call; }),
+        "A call of PortAudio was left hanging\n");
     if (failures[call] != paNoError)
         return failures[call];
     return call == PaCall::Initialize || initialised > 0 ? paNoError : paNotInitialized;
-}
-
-PaError initialise(PaCall call, int difference)
-{
-    std::unique_lock lock(mutex);
-    const PaError error = enter(call, lock);
-    if (error == paNoError)
-        initialised += difference;
-    return error;
 }
 
 PaError setRunning(PaCall call, PaStream* handle, bool running)
@@ -133,15 +119,8 @@ void FakePortAudio::reset()
 void FakePortAudio::setDevices(std::vector<FakeDevice> devices, PaDeviceIndex defaultInput)
 {
     const std::lock_guard lock(mutex);
-    deviceList = std::move(devices);
-    defaultDevice = defaultInput;
-    infos.clear();
-    for (const FakeDevice& device : deviceList) {
-        PaDeviceInfo& info = infos.emplace_back();
-        info.name = device.name ? device.name->c_str() : nullptr;
-        info.maxInputChannels = device.inputChannels;
-        info.defaultLowInputLatency = device.lowInputLatency;
-    }
+    plugged = std::move(devices);
+    pluggedDefault = defaultInput;
 }
 
 void FakePortAudio::fail(PaCall call, PaError error)
@@ -218,12 +197,29 @@ extern "C" {
 
 PaError Pa_Initialize(void)
 {
-    return initialise(PaCall::Initialize, 1);
+    std::unique_lock lock(mutex);
+    const PaError error = enter(PaCall::Initialize, lock);
+    if (error != paNoError || initialised++ > 0)
+        return error;
+    deviceList = plugged;
+    defaultDevice = pluggedDefault;
+    infos.clear();
+    for (const FakeDevice& device : deviceList) {
+        PaDeviceInfo& info = infos.emplace_back();
+        info.name = device.name ? device.name->c_str() : nullptr;
+        info.maxInputChannels = device.inputChannels;
+        info.defaultLowInputLatency = device.lowInputLatency;
+    }
+    return paNoError;
 }
 
 PaError Pa_Terminate(void)
 {
-    return initialise(PaCall::Terminate, -1);
+    std::unique_lock lock(mutex);
+    const PaError error = enter(PaCall::Terminate, lock);
+    if (error == paNoError && --initialised == 0)
+        demand(openedStreams.empty(), "PortAudio is terminated while a stream is open\n");
+    return error;
 }
 
 const char* Pa_GetErrorText(PaError errorCode)
@@ -234,18 +230,21 @@ const char* Pa_GetErrorText(PaError errorCode)
 PaDeviceIndex Pa_GetDeviceCount(void)
 {
     const std::lock_guard lock(mutex);
+    demandOneThread();
     return initialised > 0 ? static_cast<PaDeviceIndex>(deviceList.size()) : paNotInitialized;
 }
 
 PaDeviceIndex Pa_GetDefaultInputDevice(void)
 {
     const std::lock_guard lock(mutex);
+    demandOneThread();
     return initialised > 0 ? defaultDevice : paNoDevice;
 }
 
 const PaDeviceInfo* Pa_GetDeviceInfo(PaDeviceIndex device)
 {
     const std::lock_guard lock(mutex);
+    demandOneThread();
     const auto index = static_cast<std::size_t>(device);
     const bool known = initialised > 0 && device >= 0 && index < deviceList.size() && deviceList[index].hasInfo;
     return known ? &infos[index] : nullptr;
@@ -255,7 +254,6 @@ PaError Pa_OpenStream(PaStream** stream, const PaStreamParameters* inputParamete
     const PaStreamParameters* outputParameters, double sampleRate, unsigned long framesPerBuffer,
     PaStreamFlags streamFlags, PaStreamCallback* streamCallback, void* userData)
 {
-    const ListChange change;
     std::unique_lock lock(mutex);
     lastRequest = {inputParameters ? *inputParameters : PaStreamParameters{}, outputParameters != nullptr, sampleRate,
         framesPerBuffer, streamFlags};
@@ -281,7 +279,6 @@ PaError Pa_StopStream(PaStream* stream)
 
 PaError Pa_CloseStream(PaStream* stream)
 {
-    const ListChange change;
     const PaError error = setRunning(PaCall::CloseStream, stream, false); // waits for a callback, as the real one does
     const std::lock_guard lock(mutex);
     if (error == paNoError)

@@ -38,6 +38,7 @@ public:
     /// One microphone, which is the default; no failures, nothing hangs, all counts 0. No stream may be open.
     void reset();
 
+    /// What there is from now on. As in the real library, a program knows of it when it initialises PortAudio anew.
     void setDevices(std::vector<FakeDevice> devices, PaDeviceIndex defaultInput);
 
     /// Makes a call fail from now on; paNoError makes it work again.

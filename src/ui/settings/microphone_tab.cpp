@@ -13,6 +13,7 @@
 #include <QPushButton>
 #include <QSlider>
 #include <QTimer>
+#include <QToolTip>
 #include <QVBoxLayout>
 
 #include <chrono>
@@ -20,8 +21,10 @@
 namespace quillo {
 namespace {
 
+constexpr std::chrono::milliseconds levelInterval(16); // a picture
 constexpr std::chrono::milliseconds decayInterval(50);
 constexpr int decayStep = 2;
+constexpr int noLevel = -1;
 
 constexpr auto idleColor = "#7a7a90";
 constexpr auto runningColor = "#4ade80";
@@ -48,6 +51,7 @@ QLabel* makeLabel(const QString& text, const char* styleClass)
 MicrophoneTab::MicrophoneTab(QWidget* parent)
     : QWidget(parent)
     , deviceCombo_(new QComboBox)
+    , refreshButton_(new QPushButton("Refresh"))
     , micTestButton_(new QPushButton("Test Microphone"))
     , levelMeter_(new QProgressBar)
     , micStatusLabel_(new QLabel)
@@ -55,6 +59,7 @@ MicrophoneTab::MicrophoneTab(QWidget* parent)
     , soundOnStartCheck_(new QCheckBox("Play sound when recording starts"))
     , soundOnCompleteCheck_(new QCheckBox("Play sound when text is pasted"))
     , meterDecayTimer_(new QTimer(this))
+    , levelTimer_(new QTimer(this))
 {
     setObjectName("microphoneTab");
     setAccessibleName("Mic");
@@ -72,6 +77,9 @@ MicrophoneTab::MicrophoneTab(QWidget* parent)
     meterDecayTimer_->setObjectName("meterDecayTimer");
     meterDecayTimer_->setInterval(decayInterval);
     connect(meterDecayTimer_, &QTimer::timeout, this, &MicrophoneTab::decayMeter);
+    levelTimer_->setObjectName("levelTimer");
+    levelTimer_->setInterval(levelInterval);
+    connect(levelTimer_, &QTimer::timeout, this, &MicrophoneTab::showLevel);
     showMicStatus(idleText, idleColor);
 }
 
@@ -90,17 +98,16 @@ QWidget* MicrophoneTab::buildDeviceGroup()
     connect(deviceCombo_, &QComboBox::currentTextChanged, deviceCombo_, &QWidget::setToolTip);
     connect(deviceCombo_, &QComboBox::activated, this, &MicrophoneTab::testShownDevice);
 
-    auto* refreshButton = new QPushButton("Refresh");
-    refreshButton->setObjectName("refreshButton");
-    refreshButton->setMinimumWidth(80);
-    fixHeight(refreshButton, 30);
-    connect(refreshButton, &QPushButton::clicked, this, &MicrophoneTab::refreshDevices);
+    refreshButton_->setObjectName("refreshButton");
+    refreshButton_->setMinimumWidth(80);
+    fixHeight(refreshButton_, 30);
+    connect(refreshButton_, &QPushButton::clicked, this, &MicrophoneTab::rereadDevices);
 
     auto* group = new QGroupBox("Input Device");
     auto* layout = new QHBoxLayout(group);
     layout->setSpacing(8);
     layout->addWidget(deviceCombo_);
-    layout->addWidget(refreshButton);
+    layout->addWidget(refreshButton_);
     return group;
 }
 
@@ -174,7 +181,7 @@ void MicrophoneTab::setSettings(const SettingsData& settings)
     soundOnStartCheck_->setChecked(settings.soundOnStart);
     soundOnCompleteCheck_->setChecked(settings.soundOnComplete);
     vadSlider_->setValue(percentOf(settings.vadSensitivity));
-    selectData(*deviceCombo_, settings.inputDeviceId);
+    selectData(*deviceCombo_, audioCapture_ ? audioCapture_->listedId(settings.inputDeviceId) : settings.inputDeviceId);
     testShownDevice();
 }
 
@@ -203,6 +210,17 @@ void MicrophoneTab::refreshDevices()
     testShownDevice();
 }
 
+void MicrophoneTab::rereadDevices()
+{
+    const bool testing = micTestButton_->isChecked();
+    micTestButton_->setChecked(false); // a running test would prevent it
+    const bool renewed = !audioCapture_ || audioCapture_->refreshDevices();
+    refreshDevices();
+    micTestButton_->setChecked(testing);
+    refreshButton_->setToolTip(renewed ? "" : "The list may be out of date: the microphone is in use");
+    QToolTip::showText(refreshButton_->mapToGlobal(refreshButton_->rect().bottomLeft()), refreshButton_->toolTip());
+}
+
 void MicrophoneTab::testShownDevice()
 {
     if (micTestButton_->isChecked() && testedDevice_ != selectedData(*deviceCombo_))
@@ -213,21 +231,23 @@ void MicrophoneTab::startMicTest()
 {
     if (!audioCapture_)
         return failMicTest("No audio backend available");
-    const int test = ++currentTest_;
     testedDevice_ = selectedData(*deviceCombo_);
-    if (!audioCapture_->startTest(testedDevice_, [this, test](int level) { postLevel(test, level); }))
+    // The audio thread only leaves its latest level behind: a device may deliver faster than they could be shown.
+    if (!audioCapture_->startTest(testedDevice_, [this](int level) { latestLevel_ = level; }))
         return failMicTest("Failed to open audio device");
     micTestButton_->setText("Stop Test");
     showMicStatus("Speak into your microphone...", runningColor);
     meterDecayTimer_->start();
+    levelTimer_->start();
 }
 
 void MicrophoneTab::stopMicTest()
 {
     if (audioCapture_)
         audioCapture_->stopTest();
-    ++currentTest_; // levels may still be on their way
+    latestLevel_ = noLevel;
     meterDecayTimer_->stop();
+    levelTimer_->stop();
     levelMeter_->setValue(0);
     micTestButton_->setText("Test Microphone");
     showMicStatus(idleText, idleColor);
@@ -246,14 +266,10 @@ void MicrophoneTab::showMicStatus(const QString& text, const QString& color)
     micStatusLabel_->setStyleSheet(QString("color: %1; font-size: 11px; background: transparent;").arg(color));
 }
 
-// On the audio thread.
-void MicrophoneTab::postLevel(int test, int level)
+void MicrophoneTab::showLevel()
 {
-    const auto show = [this, test, level] {
-        if (test == currentTest_)
-            levelMeter_->setValue(level);
-    };
-    QMetaObject::invokeMethod(this, show, Qt::QueuedConnection);
+    if (const int level = latestLevel_.exchange(noLevel); level != noLevel)
+        levelMeter_->setValue(level);
 }
 
 void MicrophoneTab::decayMeter()

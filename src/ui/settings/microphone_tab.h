@@ -4,6 +4,7 @@
 
 #include <QWidget>
 
+#include <atomic>
 #include <string>
 
 class QCheckBox;
@@ -36,7 +37,7 @@ public:
     /// refreshDevices().
     void setAudioCapture(AudioCapture* audioCapture);
 
-    /// Fills the list of devices afresh, with the system's default selected.
+    /// Fills the list of devices with those that are known, with the system's default selected.
     void refreshDevices();
 
 protected:
@@ -48,16 +49,18 @@ private:
     QWidget* buildVadGroup();
     QWidget* buildSoundGroup();
 
+    void rereadDevices();
     void testShownDevice();
     void startMicTest();
     void stopMicTest();
     void failMicTest(const QString& reason);
     void showMicStatus(const QString& text, const QString& color);
-    void postLevel(int test, int level);
+    void showLevel();
     void decayMeter();
 
     // In reading order; they belong to their parents.
     QComboBox* deviceCombo_;
+    QPushButton* refreshButton_;
     QPushButton* micTestButton_;
     QProgressBar* levelMeter_;
     QLabel* micStatusLabel_;
@@ -65,10 +68,11 @@ private:
     QCheckBox* soundOnStartCheck_;
     QCheckBox* soundOnCompleteCheck_;
     QTimer* meterDecayTimer_;
+    QTimer* levelTimer_;
 
     AudioCapture* audioCapture_ = nullptr;
     std::string testedDevice_; ///< its identifier, while a test runs
-    int currentTest_ = 0; ///< counts the tests, so that a late level of an earlier one is known as such
+    std::atomic<int> latestLevel_ = -1; ///< heard but not shown yet; -1: none
 };
 
 } // namespace quillo

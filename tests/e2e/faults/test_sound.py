@@ -1,10 +1,11 @@
-"""The sound server dies or hangs, or the device is unplugged, and comes back."""
+"""The sound server dies, hangs or is not there yet, or the device is unplugged, and comes back."""
 
 import signal
 import unittest
 
 import common  # noqa: F401
 import vitals
+from desktop.microphone import Microphone
 from support import HOTKEY, DesktopTest
 
 
@@ -15,12 +16,6 @@ class SoundTest(DesktopTest):
         self.dictate("hello world")
         self.expect_released_microphone()
         self.before = vitals.measure(self.quillo)
-
-    def dictate(self, text):
-        self.editor.clear()
-        self.quillo.skip()
-        self.hold_and_speak(text)
-        self.expect_paste(text)
 
     def expect_deafness(self):
         """A dictation without a microphone comes to nothing, and says so."""
@@ -135,6 +130,22 @@ class ServerHangs(SoundTest):
             self.suspend()
             self.expect_orderly_end(signal.SIGTERM)
         self.expect_text("thank you")
+
+
+class ServerComesLater(SoundTest):
+    microphone = False
+
+    def setUp(self):
+        DesktopTest.setUp(self)
+        self.start()
+
+    def test_comes_after_the_first_dictation(self):
+        self.expect_deafness()
+        self.desktop.microphone = Microphone(self.desktop.env)
+        self.addCleanup(self.desktop.microphone.close)
+        self.desktop.microphone.wait_until_settled()
+        self.dictate("thank you")
+        self.expect_orderly_end()
 
 
 if __name__ == "__main__":
