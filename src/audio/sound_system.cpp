@@ -13,6 +13,11 @@ namespace {
 constexpr double sampleRate = 16000.0;
 constexpr unsigned long framesPerBlock = 512;
 
+void writeMessage(const char* line)
+{
+    logMessage("[Quillo] %s\n", line);
+}
+
 DeviceList readDevices()
 {
     DeviceList devices;
@@ -78,6 +83,7 @@ bool SoundSystem::initialiseAnew()
 
 void SoundSystem::initialise()
 {
+    platform::receiveSoundMessages(writeMessage);
     systemDevices_ = platform::soundDevices();
     if (const PaError error = Pa_Initialize(); error != paNoError)
         logMessage("[Quillo] PortAudio could not be initialised: %s\n", Pa_GetErrorText(error));

@@ -9,4 +9,8 @@ namespace quillo::platform {
 /// microseconds; any thread.
 std::string soundDevices();
 
+/// From now on what the libraries of the sound system have to say, and would write to the standard error stream, goes
+/// to this function: one line without its end at a time, on any thread. Not on several threads at a time.
+void receiveSoundMessages(void (*receive)(const char* line));
+
 } // namespace quillo::platform

@@ -361,4 +361,6 @@ std::string soundDevices()
     return state.soundDevices;
 }
 
+void receiveSoundMessages(void (* /*receive*/)(const char* line)) { }
+
 } // namespace quillo::platform

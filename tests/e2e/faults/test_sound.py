@@ -146,6 +146,8 @@ class ServerComesLater(SoundTest):
         self.desktop.microphone.wait_until_settled()
         self.dictate("thank you")
         self.expect_orderly_end()
+        self.assertGreater(self.quillo.count("ALSA: |JACK: "), 0)
+        self.assertEqual([line for line in self.quillo.lines if not line.startswith("[Quillo] ")], [])
 
 
 if __name__ == "__main__":
