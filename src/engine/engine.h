@@ -55,7 +55,7 @@ public:
     void restartHotkey();
 
     /// Finishes an open recording, its recognition and its delivery, and waits for those under way. The hotkey stays
-    /// armed.
+    /// armed; a text waits only a moment for a user who holds it, and then stays on the clipboard.
     void finishRecording();
 
     /// Disarms the hotkey, finishes an open recording, its recognition and its delivery, and waits for those under way.

@@ -32,6 +32,7 @@ constexpr int longestReservationSeconds = 3600; // bounds the address space take
 constexpr auto watchdogPeriod = 500ms;
 constexpr auto releaseCheck = 100ms; // how late a waiting text notices that the limit has closed the held recording
 constexpr auto longestHold = 1min; // of a key that holds no recording open: a text waits no longer for it
+constexpr auto lastMoment = 1s; // what a text waits for the key when the user interface waits for the text
 constexpr auto levelPeriod = 32ms; // one block of samples
 constexpr auto cloudPatience = 30s; // for the first answer, whatever it is
 
@@ -205,7 +206,9 @@ void Engine::Impl::finishAll()
         return;
     QCoreApplication::sendPostedEvents(&ui); // or the overlay would show what was before
     display.paint();
+    finishing = true;
     recognition.post([] {}).wait();
+    finishing = false;
 }
 
 Engine::Impl::Outcome Engine::Impl::finish(const std::vector<float>& recorded)
@@ -278,10 +281,11 @@ void Engine::Impl::deliver(const std::string& text)
     const auto mayBeSent = [] { return HotkeyManager::waitForRelease(0ms); };
     auto deadline = Clock::now() + longestHold;
     const auto waitOn = [this, &deadline] {
+        if (finishing)
+            return HotkeyManager::waitForRelease(lastMoment);
         if (presses.isOpen())
             deadline = Clock::now() + longestHold;
-        HotkeyManager::waitForRelease(releaseCheck);
-        return Clock::now() < deadline;
+        return HotkeyManager::waitForRelease(releaseCheck) || Clock::now() < deadline;
     };
     TextInjector::paste(text, mayBeSent, waitOn);
 }

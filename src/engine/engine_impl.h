@@ -48,6 +48,8 @@ struct Engine::Impl {
     std::atomic<int> latestLevel{0}; ///< of the open recording, 0 to 100
     QTimer levelTimer; ///< shows the level; user-interface thread
 
+    std::atomic<bool> finishing{false}; ///< the user-interface thread waits for the recognition
+
     SerialWorker recognition; ///< takes the recordings through recognition and delivery, in the order of their closing
 
     Impl();

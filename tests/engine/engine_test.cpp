@@ -107,6 +107,11 @@ TEST_F(EngineTest, PasteWaitsForTheHotkeyUntilTheVeryLastMoment)
     ASSERT_TRUE(waitForDelivered(3));
     EXPECT_EQ(system_.pastes(), delivered());
     EXPECT_EQ(system_.pastesWithKeysDown(), 0);
+
+    hold(0);
+    engine_.finishRecording(); // does not wait until somebody lets go
+    EXPECT_EQ(system_.pastes().size(), 3U);
+    EXPECT_EQ(system_.clipboard(), sentences[0]);
 }
 
 TEST_F(EngineTest, LimitClosesARecordingThatIsHeldOpen)
