@@ -6,6 +6,7 @@
 #include "engine/cloud_attempt.h"
 #include "hotkey/hotkey_manager.h"
 #include "output/text_injector.h"
+#include "platform/memory.h"
 #include "transcribe/cloud_transcriber.h"
 #include "transcribe/whisper_transcriber.h"
 
@@ -194,6 +195,8 @@ void Engine::Impl::closeRecording()
     recognition.post([this, recorded] {
         const Outcome outcome = finish(*recorded);
         post([this, outcome] { display.showEnd(outcome); });
+        *recorded = {};
+        platform::returnFreedMemory(); // else a stock as large as the recogniser may be kept
     });
     if (audioCapture)
         audioCapture->stopCapture();
