@@ -22,16 +22,12 @@ trap 'rm -rf "$scratch"' EXIT
 fuzz() {
     local target="$1" work="build/fuzz/$1" log="build/fuzz/$1.log" result=0
     mkdir -p "$work/corpus" "$scratch/$target"
-    local corpora=("$work/corpus" "tests/fuzz/corpus/$target")
-    [ -d "${corpora[1]}" ] || corpora=()
     TMPDIR="$scratch/$target" UBSAN_OPTIONS=print_stacktrace=1 timeout "$((2 * seconds + 120))" \
         "build/fuzz/bin/fuzz_$target" -max_total_time="$seconds" -timeout=10 -print_final_stats=1 \
-        -artifact_prefix="$work/" "${corpora[@]}" >"$log" 2>&1 || result=$?
+        -artifact_prefix="$work/" "$work/corpus" "tests/fuzz/corpus/$target" >"$log" 2>&1 || result=$?
     if [ "$result" != 0 ]; then
         tail -n 60 "$log"
         printf 'error: fuzz_%s failed (%s), whole log: %s\n' "$target" "$result" "$log"
-    elif [ "${#corpora[@]}" = 0 ]; then
-        sed "s/^/$target: /" "$log"
     else
         local figures='^#([0-9]+)\tDONE +(cov: [0-9]+ ft: [0-9]+).* exec/s: ([0-9]+).*'
         sed -nE "s|$figures|$target: \1 inputs, \3 a second, \2|p" "$log"

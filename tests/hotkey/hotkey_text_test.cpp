@@ -61,7 +61,6 @@ TEST(HotkeyText, FormatsModifiersInFixedOrder)
     EXPECT_EQ(formatHotkey({2, 0xBA}), "Ctrl+0xBA");
 }
 
-// That they read back: fuzz/hotkey_fuzzer.cpp.
 TEST(HotkeyText, LettersDigitsFunctionKeysAndFifteenOthersHaveNames)
 {
     int named = 0;

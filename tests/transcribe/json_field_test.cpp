@@ -4,7 +4,6 @@
 
 namespace quillo {
 
-// Any other document: fuzz/json_field_fuzzer.cpp.
 TEST(JsonField, FollowsTheRulesOfItsSearch)
 {
     struct Case {
