@@ -134,6 +134,7 @@ int Application::run()
         .end = [this] { impl_->quit(); },
     });
     const QObject whileRunning;
+    QApplication::setQuitOnLastWindowClosed(false); // windows come and go; only Quit ends the program
 
     impl_->tray.show();
     impl_->engine.start();

@@ -42,7 +42,6 @@ int runQuillo(int argc, char** argv)
     QLoggingCategory::defaultCategory()->setEnabled(QtWarningMsg, true);
     // The toolkit's data folder of the application is then the one that the program itself computes.
     QApplication::setApplicationName("Quillo");
-    QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setFont(QFont("Segoe UI", 10));
     quillo::applyTheme(qtApplication);
     quillo::Application application(argc, argv);

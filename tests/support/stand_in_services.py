@@ -117,7 +117,7 @@ class Handler(BaseHTTPRequestHandler):
         if how != "drop":
             self.give(answer, how)
 
-    do_POST = do_PUT = do_HEAD = do_GET
+    do_POST = do_PUT = do_HEAD = do_CONNECT = do_GET
 
     def give(self, answer, how):
         content = answer.get("body", "").encode() or bytes(answer.get("size", 0))
