@@ -7,29 +7,17 @@
 #include <filesystem>
 
 namespace quillo {
-namespace {
 
 TEST(Paths, LieUnderTheUsersDataFolder)
 {
     constexpr char separator = static_cast<char>(std::filesystem::path::preferred_separator);
-    auto& system = test::FakePlatform::instance();
-    system.reset();
-    for (const std::string root : {"/home/jos\xC3\xA9/data", "/x"}) {
-        system.setDataRoot(root);
-        EXPECT_EQ(appDataDir(), root + separator + "Quillo");
-        EXPECT_EQ(configDir(), root + separator + "Quillo" + separator + "config");
-        EXPECT_EQ(modelsDir(), root + separator + "Quillo" + separator + "models");
+    for (const std::string root : {"/home/jos\xC3\xA9/data", ""}) { // without a folder only the suffixes are left
+        test::FakePlatform::instance().setDataRoot(root);
+        const std::string folder = root.empty() ? "" : root + separator + "Quillo";
+        EXPECT_EQ(appDataDir(), folder);
+        EXPECT_EQ(configDir(), folder + separator + "config");
+        EXPECT_EQ(modelsDir(), folder + separator + "models");
     }
 }
 
-TEST(Paths, WithoutADataFolderOnlyTheSuffixesAreLeft)
-{
-    constexpr char separator = static_cast<char>(std::filesystem::path::preferred_separator);
-    test::FakePlatform::instance().reset();
-    EXPECT_EQ(appDataDir(), "");
-    EXPECT_EQ(configDir(), separator + std::string("config"));
-    EXPECT_EQ(modelsDir(), separator + std::string("models"));
-}
-
-} // namespace
 } // namespace quillo

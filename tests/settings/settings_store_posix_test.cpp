@@ -8,9 +8,7 @@
 
 #include <atomic>
 #include <filesystem>
-#include <string>
 #include <thread>
-#include <vector>
 
 namespace quillo {
 namespace {
@@ -24,12 +22,10 @@ protected:
 
 TEST_F(SettingsStorePosixTest, SavingTakesAwayWhatOthersMayDo)
 {
-    test::writeFile(file, "[General]\nfont=7\n");
+    test::writeFile(file, "[General]\n");
     fs::permissions(file, fs::perms(0666));
-
     SettingsStore::save(everythingElse);
     EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
-    EXPECT_EQ(toolkitStore().value("font").toString(), "7"); // a foreign entry stays
 }
 
 TEST_F(SettingsStorePosixTest, NewFileIsNeverReadableByOthers)
@@ -62,46 +58,6 @@ TEST_F(SettingsStorePosixTest, FullDiskKeepsTheOldFile)
     }
     waitpid(child, nullptr, 0);
     EXPECT_EQ(SettingsStore::load(), everythingElse);
-}
-
-/// A record that tells its number in every field that can hold it.
-SettingsData numbered(int number)
-{
-    SettingsData settings = everythingElse;
-    for (std::string SettingsData::*member : {&SettingsData::hotkey, &SettingsData::inputDeviceId,
-             &SettingsData::openaiKey, &SettingsData::mistralKey, &SettingsData::overlayPosition})
-        settings.*member = std::to_string(number);
-    settings.maxRecordingMinutes = number;
-    return settings;
-}
-
-TEST_F(SettingsStorePosixTest, ProgramsThatSaveAtOnceLeaveWholeRecords)
-{
-    constexpr int savesEach = 25;
-    const std::vector<int> firstNumbers{1000, 2000};
-    SettingsStore::save(numbered(firstNumbers[0]));
-    toolkitStore().setValue("foreign", "kept");
-
-    std::vector<pid_t> programs;
-    for (const int first : firstNumbers) {
-        const pid_t program = fork();
-        ASSERT_GE(program, 0);
-        if (program == 0) {
-            for (int i = 0; i < savesEach; ++i)
-                SettingsStore::save(numbered(first + i));
-            _exit(0);
-        }
-        programs.push_back(program);
-    }
-    while (!programs.empty()) {
-        const SettingsData seen = SettingsStore::load();
-        EXPECT_EQ(seen, numbered(seen.maxRecordingMinutes));
-        if (waitpid(programs.back(), nullptr, WNOHANG) != 0)
-            programs.pop_back();
-    }
-    EXPECT_THAT(loadAfresh(),
-        testing::AnyOf(numbered(firstNumbers[0] + savesEach - 1), numbered(firstNumbers[1] + savesEach - 1)));
-    EXPECT_EQ(toolkitStore().value("foreign").toString(), "kept");
 }
 
 } // namespace

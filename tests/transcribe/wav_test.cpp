@@ -1,13 +1,8 @@
 #include "transcribe/wav.h"
 
-#include "support/shell.h"
-#include "support/temporary_folder.h"
-
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <limits>
-#include <string>
 
 namespace quillo {
 
@@ -45,26 +40,19 @@ TEST(Wav, WritesTheHeaderByteByByte)
     EXPECT_EQ(std::vector(empty.begin() + 40, empty.end()), std::vector<std::uint8_t>(4));
 }
 
-TEST(Wav, AnotherProgramReadsTheSameSamples)
+TEST(Wav, CutsSamplesOffToSixteenBits)
 {
     // The table over and over, to cross the boundaries of whatever blocks the encoder works in.
     std::vector<float> samples;
-    std::string expected;
+    std::vector<std::uint8_t> expected;
     for (std::size_t i = 0; i < 16000; ++i) {
         const Sample& sample = table[i % table.size()];
         samples.push_back(sample.value);
-        expected += static_cast<char>(sample.code & 0xFF);
-        expected += static_cast<char>(sample.code >> 8);
+        expected.push_back(static_cast<std::uint8_t>(sample.code & 0xFF));
+        expected.push_back(static_cast<std::uint8_t>((sample.code >> 8) & 0xFF));
     }
     const std::vector<std::uint8_t> wav = encodeWav(samples.data(), samples.size());
-    EXPECT_EQ(wav.size(), 32044U);
-
-    const test::TemporaryFolder folder;
-    std::ofstream(folder.path() / "audio.wav", std::ios::binary)
-        .write(reinterpret_cast<const char*>(wav.data()), 32044);
-    EXPECT_EQ(test::shellOutput("for what in t r c b e s; do sox --info -$what audio.wav; done", folder.path()),
-        "wav\n16000\n1\n16\nSigned Integer PCM\n16000\n");
-    EXPECT_TRUE(test::shellOutput("sox audio.wav -t s16 -", folder.path()) == expected);
+    EXPECT_TRUE(std::vector(wav.begin() + 44, wav.end()) == expected);
 }
 
 } // namespace quillo

@@ -8,11 +8,10 @@
 
 #include <atomic>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <ostream>
 #include <thread>
+#include <utility>
 
 namespace quillo {
 namespace {
@@ -43,17 +42,7 @@ protected:
     const fs::path path = folder.path() / "model.bin";
 };
 
-TEST_F(WhisperTranscriberTest, RecognisesSpeechOnce)
-{
-    loadMiniModel();
-    add(test::speak("the quick brown fox jumps over the lazy dog"));
-    EXPECT_EQ(transcriber.transcribe(), " the quick brown fox jumps over the lazy dog");
-    EXPECT_EQ(transcriber.transcribe(), "");
-    add(test::speak("good morning team", "en-gb"));
-    EXPECT_EQ(transcriber.transcribe(), " good morning team");
-}
-
-TEST_F(WhisperTranscriberTest, JoinsBlocksInTheOrderOfTheCalls)
+TEST_F(WhisperTranscriberTest, RecognisesSpeechOnceInBlocksOfAnySize)
 {
     loadMiniModel();
     const auto speech = test::speak("one two three four five");
@@ -62,6 +51,17 @@ TEST_F(WhisperTranscriberTest, JoinsBlocksInTheOrderOfTheCalls)
     transcriber.addSamples(speech.data() + half, speech.size() - half);
     transcriber.addSamples(nullptr, 0);
     EXPECT_EQ(transcriber.transcribe(), " one two three four five");
+    EXPECT_EQ(transcriber.transcribe(), "");
+}
+
+// whisper.cpp takes thirty seconds at a time.
+TEST_F(WhisperTranscriberTest, JoinsTheSegmentsOfLongSpeech)
+{
+    loadMiniModel();
+    add(test::speak("hello world"));
+    add(std::vector<float>(30 * 16000));
+    add(test::speak("good morning team", "en-gb"));
+    EXPECT_EQ(transcriber.transcribe(), " hello world good morning team");
 }
 
 TEST_F(WhisperTranscriberTest, DiscardsSamplesWithoutAModel)
@@ -73,21 +73,10 @@ TEST_F(WhisperTranscriberTest, DiscardsSamplesWithoutAModel)
     EXPECT_EQ(transcriber.transcribe(), "");
 }
 
-TEST_F(WhisperTranscriberTest, HasNoModelAfterAFailedLoad)
-{
-    loadMiniModel();
-    EXPECT_TRUE(transcriber.isLoaded());
-    EXPECT_FALSE(transcriber.loadModel(miniModel + ".missing"));
-    EXPECT_FALSE(transcriber.isLoaded());
-    loadMiniModel();
-    add(test::speak("thank you"));
-    EXPECT_EQ(transcriber.transcribe(), " thank you");
-}
-
 TEST_F(WhisperTranscriberTest, TakesAtLeastOneSecond)
 {
-    const std::pair<std::size_t, std::string> lengths[] = {{1, "16000 samples (1.0"}, {8000, "16000 samples (1.0"},
-        {16000, "16000 samples (1.0"}, {48000, "48000 samples (3.0"}};
+    const std::pair<std::size_t, std::string> lengths[] = {
+        {1, "16000 samples (1.0"}, {16000, "16000 samples (1.0"}, {48000, "48000 samples (3.0"}};
     loadMiniModel();
     for (const auto& [samples, reported] : lengths) {
         add(std::vector<float>(samples));
@@ -96,19 +85,6 @@ TEST_F(WhisperTranscriberTest, TakesAtLeastOneSecond)
             "[Quillo] Transcribing " + reported + " seconds)...\n[Quillo] Transcription: \"\"\n");
         EXPECT_EQ(text, "");
     }
-}
-
-TEST(WhisperTranscriberDeathTest, ListsComputeDevicesAtTheFirstLoadOnly)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a fresh process, in which nothing has been loaded yet
-    const auto loadTwice = [] {
-        WhisperTranscriber transcriber;
-        const std::string first = verboseLinesOf([&] { transcriber.loadModel("missing"); });
-        const std::string second = verboseLinesOf([&] { transcriber.loadModel("missing"); });
-        const bool listed = first.starts_with("[Quillo] GPU backend: ") && first.ends_with(")\n");
-        std::exit(listed && second.empty() ? 0 : 1);
-    };
-    EXPECT_EXIT(loadTwice(), testing::ExitedWithCode(0), "");
 }
 
 /// The mini model, and where its parts begin.
@@ -133,13 +109,6 @@ struct MiniModel {
     }
 };
 
-struct DamageCase {
-    std::string name;
-    std::string (*damaged)(const MiniModel& model);
-
-    friend void PrintTo(const DamageCase& that, std::ostream* out) { *out << that.name; }
-};
-
 /// With another number in place of the one at an offset.
 std::string withNumber(std::string bytes, std::size_t offset, std::int32_t number)
 {
@@ -147,14 +116,12 @@ std::string withNumber(std::string bytes, std::size_t offset, std::int32_t numbe
     return bytes;
 }
 
-const DamageCase damages[] = {
+constexpr std::pair<const char*, std::string (*)(const MiniModel&)> damages[] = {
     {"empty", [](const MiniModel&) { return std::string(); }},
     {"webPage", [](const MiniModel&) { return std::string("<!DOCTYPE html><html><body>404</body></html>\n"); }},
-    {"magicNumberOnly", [](const MiniModel& model) { return model.bytes.substr(0, 4); }},
     {"inTheFilters", [](const MiniModel& model) { return model.bytes.substr(0, 60); }},
     {"inTheVocabulary", [](const MiniModel& model) { return model.bytes.substr(0, model.tensors - 40); }},
     {"beforeTheTensors", [](const MiniModel& model) { return model.bytes.substr(0, model.tensors); }},
-    {"half", [](const MiniModel& model) { return model.bytes.substr(0, model.bytes.size() / 2); }},
     {"lastByteMissing", [](const MiniModel& model) { return model.bytes.substr(0, model.bytes.size() - 1); }},
     {"byteMissingInTheTensors", [](const MiniModel& model) { return std::string(model.bytes).erase(1'000'000, 1); }},
     {"tensorOfManyDimensions", [](const MiniModel& model) { return withNumber(model.bytes, model.tensors, 1000); }},
@@ -164,21 +131,18 @@ const DamageCase damages[] = {
     {"tooManyLayersForTheFile", [](const MiniModel& model) { return withNumber(model.bytes, 20, 50'000'000); }},
 };
 
-class DamagedModel : public WhisperTranscriberTest, public testing::WithParamInterface<DamageCase> { };
-
-TEST_P(DamagedModel, IsAFailureAndNothingWorse)
+TEST_F(WhisperTranscriberTest, RefusesDamagedFilesInSilence)
 {
-    test::writeFile(path, GetParam().damaged(MiniModel()));
-    testing::internal::CaptureStderr();
-    const bool loaded = transcriber.loadModel(path.string());
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "whisper.cpp must be kept quiet";
-    EXPECT_EQ(transcriber.isLoaded(), loaded);
-    add(test::speak("hello world"));
-    EXPECT_EQ(transcriber.transcribe(), "");
+    const MiniModel model;
+    for (const auto& [name, damaged] : damages) {
+        loadMiniModel(); // which is gone then
+        test::writeFile(path, damaged(model));
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(transcriber.loadModel(path.string())) << name;
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "whisper.cpp must be kept quiet";
+        EXPECT_FALSE(transcriber.isLoaded());
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Files, DamagedModel, testing::ValuesIn(damages), [](const auto& test) { return test.param.name; });
 
 TEST_F(WhisperTranscriberTest, ReportsAnExceptionOfWhisper)
 {

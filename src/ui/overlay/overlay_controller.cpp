@@ -18,11 +18,10 @@ constexpr std::chrono::milliseconds pastedDuration(750);
 
 struct OverlayController::Impl {
     ui::OverlayWidget& neededWidget();
-    void hideLater();
 
     float opacity = 0.9F;
     std::unique_ptr<ui::OverlayWidget> widget;
-    std::unique_ptr<QTimer> hideTimer; // goes before the widget that it fades out
+    QTimer* hideTimer = nullptr; // belongs to the widget that it fades out
 };
 
 ui::OverlayWidget& OverlayController::Impl::neededWidget()
@@ -30,18 +29,12 @@ ui::OverlayWidget& OverlayController::Impl::neededWidget()
     if (!widget) {
         widget = std::make_unique<ui::OverlayWidget>();
         widget->setTargetOpacity(opacity);
+        hideTimer = new QTimer(widget.get());
+        hideTimer->setObjectName("hideTimer");
+        hideTimer->setSingleShot(true);
+        QObject::connect(hideTimer, &QTimer::timeout, widget.get(), &ui::OverlayWidget::fadeOut);
     }
     return *widget;
-}
-
-void OverlayController::Impl::hideLater()
-{
-    if (!hideTimer) {
-        hideTimer = std::make_unique<QTimer>();
-        hideTimer->setSingleShot(true);
-        QObject::connect(hideTimer.get(), &QTimer::timeout, widget.get(), &ui::OverlayWidget::fadeOut);
-    }
-    hideTimer->start(pastedDuration);
 }
 
 OverlayController::OverlayController()
@@ -53,9 +46,8 @@ OverlayController::~OverlayController() = default;
 
 void OverlayController::show()
 {
-    if (impl_->hideTimer)
-        impl_->hideTimer->stop();
     impl_->neededWidget().fadeIn();
+    impl_->hideTimer->stop();
 }
 
 void OverlayController::placeAt(float fx, float fy)
@@ -71,8 +63,8 @@ void OverlayController::setState(OverlayState state)
         return;
     impl_->widget->setState(state);
     if (state == OverlayState::Pasted)
-        impl_->hideLater();
-    else if (impl_->hideTimer)
+        impl_->hideTimer->start(pastedDuration);
+    else
         impl_->hideTimer->stop(); // there is something new to see
 }
 
