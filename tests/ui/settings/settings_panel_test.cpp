@@ -14,15 +14,18 @@
 #include "support/private_profile.h"
 #include "support/top_level.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QDialogButtonBox>
 #include <QListWidget>
 #include <QPushButton>
+#include <QTabBar>
 #include <QTabWidget>
 #include <QTest>
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <functional>
 #include <limits>
 #include <optional>
@@ -243,6 +246,61 @@ TEST_F(SettingsPanelTest, MicrophoneTestEndsWithTheWindow)
         else
             panel.reset();
         EXPECT_EQ(test::FakePortAudio::instance().openStreams(), 0);
+    }
+}
+
+QRect place(const QWidget* widget)
+{
+    return {widget->mapTo(widget->window(), QPoint()), widget->size()};
+}
+
+// Whether a reader who has just read one widget finds the other further on.
+bool inReadingOrder(const QWidget* first, const QWidget* second)
+{
+    const QRect a = place(first);
+    const QRect b = place(second);
+    const bool sameRow = a.top() <= b.bottom() && b.top() <= a.bottom();
+    return first->isAncestorOf(second) || (sameRow ? b.left() > a.right() : b.top() > a.bottom());
+}
+
+// For those who use no mouse or see no screen.
+TEST_F(SettingsPanelTest, KeyboardReachesEveryWidgetInReadingOrderAndEachHasAName)
+{
+    for (const char* file : {"ggml-tiny.bin", "ggml-base.bin"})
+        test::writeFile(pathFromUtf8(modelsDir()) / file, "content");
+    models.setActiveModel("base");
+    panel->addHistoryEntry("older");
+    panel->addHistoryEntry("newer");
+    SettingsStore::save(edited()); // with everything enabled that can be
+    SettingsDialog& dialog = show();
+    auto& tabs = *dialog.findChild<QTabWidget*>("settingsTabs");
+    const auto walk = [&tabs](Qt::Key key) { // from the tab bar until it comes back there
+        std::vector<QWidget*> reached;
+        tabs.tabBar()->setFocus();
+        do {
+            reached.push_back(QApplication::focusWidget());
+            QTest::keyClick(reached.back(), key);
+        } while (QApplication::focusWidget() != reached.front() && reached.size() < 100);
+        return reached;
+    };
+    for (int tab = 0; tab < tabs.count(); ++tab) {
+        tabs.setCurrentIndex(tab);
+        std::vector<QWidget*> forwards = walk(Qt::Key_Tab);
+        std::vector<QWidget*> focusable;
+        for (QWidget* widget : dialog.findChildren<QWidget*>())
+            if (widget->isVisible() && widget->isEnabled() && (widget->focusPolicy() & Qt::TabFocus)
+                && !widget->focusProxy())
+                focusable.push_back(widget);
+        ASSERT_THAT(forwards, testing::UnorderedElementsAreArray(focusable)) << tab;
+        for (std::size_t i = 0; i < forwards.size(); ++i) {
+            forwards[i]->setFocus(); // into view
+            const QString name = QAccessible::queryAccessibleInterface(forwards[i])->text(QAccessible::Name);
+            EXPECT_FALSE(name.isEmpty()) << qPrintable(forwards[i]->objectName());
+            EXPECT_TRUE(i == 0 || inReadingOrder(forwards[i - 1], forwards[i])) << qPrintable(name);
+        }
+        const std::vector<QWidget*> backwards = walk(Qt::Key_Backtab);
+        std::reverse(forwards.begin() + 1, forwards.end());
+        EXPECT_EQ(backwards, forwards);
     }
 }
 
