@@ -150,7 +150,8 @@ TEST_F(ApplicationTest, SettingsReachTheirPartsAtTheStartAndWhenApplied)
         EXPECT_NEAR(static_cast<double>(largestRequest) / sizeof(float) / 16000, 2 * 60, 5) << "room for all of it";
         EXPECT_EQ(card.lastOpenRequest().input.device, 1);
         const auto* const overlay = test::topLevel<ui::OverlayWidget>().value(0);
-        EXPECT_TRUE(QTest::qWaitFor([&] { return std::abs(overlay->windowOpacity() - 0.6) < 0.01; }, patience));
+        EXPECT_TRUE(
+            overlay && QTest::qWaitFor([&] { return std::abs(overlay->windowOpacity() - 0.6) < 0.01; }, patience));
         card.push(speech);
         tapHotkey();
         EXPECT_TRUE(pastes(1));
