@@ -44,10 +44,7 @@ SettingsDialog::SettingsDialog(QWidget* parent)
     layout->addWidget(buildButtonBar(), 0);
 }
 
-SettingsDialog::~SettingsDialog()
-{
-    hide(); // ends a running microphone test before anything else goes
-}
+SettingsDialog::~SettingsDialog() = default;
 
 // The spaces keep the titles apart from the edges of their tabs.
 

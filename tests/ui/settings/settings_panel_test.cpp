@@ -187,10 +187,10 @@ TEST_F(SettingsPanelTest, ShowingAgainReloadsTheSameWindowAndBringsItToTheFront)
 
 TEST_F(SettingsPanelTest, OddSettingsBecomeWhatTheWidgetsCanShow)
 {
-    SettingsData odd{" \tCtrl+F8 ", false, 0, "7", 0.53F, true, true, " k ", " l ", false, false, "OpenAI", "middle",
+    SettingsData odd{" \tCtrl+F8 ", false, 0, "7", 0.53F, true, true, " k ", " l ", true, false, "OpenAI", "middle",
         "light", std::numeric_limits<float>::quiet_NaN()};
     SettingsData seen{
-        "Ctrl+F8", false, 1, "", 0.52F, true, true, " k ", " l ", false, false, "local", "cursor", "dark", 0.5F};
+        "Ctrl+F8", false, 1, "", 0.52F, true, true, " k ", " l ", true, false, "local", "cursor", "dark", 0.5F};
     const auto expectSeen = [&] {
         SettingsStore::save(odd);
         click(show(), QDialogButtonBox::Apply);
