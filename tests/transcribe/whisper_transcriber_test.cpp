@@ -124,9 +124,16 @@ constexpr std::pair<const char*, std::string (*)(const MiniModel&)> damages[] = 
     {"beforeTheTensors", [](const MiniModel& model) { return model.bytes.substr(0, model.tensors); }},
     {"lastByteMissing", [](const MiniModel& model) { return model.bytes.substr(0, model.bytes.size() - 1); }},
     {"byteMissingInTheTensors", [](const MiniModel& model) { return std::string(model.bytes).erase(1'000'000, 1); }},
-    {"tensorOfManyDimensions", [](const MiniModel& model) { return withNumber(model.bytes, model.tensors, 1000); }},
+    {"tensorOfFiveDimensions",
+        [](const MiniModel& model) {
+            std::string bytes = withNumber(model.bytes, model.tensors, 5);
+            for (std::size_t dimensions = model.numberAt(model.tensors); dimensions < 5; ++dimensions)
+                bytes.insert(model.tensors + 12, "\1\0\0", 4);
+            return bytes;
+        }},
     {"noAttentionHeads", [](const MiniModel& model) { return withNumber(model.bytes, 16, 0); }},
-    {"headsThatDoNotDivideTheState", [](const MiniModel& model) { return withNumber(model.bytes, 32, 7); }},
+    {"headsThatDoNotDivideTheState", [](const MiniModel& model) { return withNumber(model.bytes, 16, 7); }},
+    {"textHeadsThatDoNotDivideTheState", [](const MiniModel& model) { return withNumber(model.bytes, 32, 7); }},
     {"unknownFormat", [](const MiniModel& model) { return withNumber(model.bytes, 44, 100); }},
     {"tooManyLayersForTheFile", [](const MiniModel& model) { return withNumber(model.bytes, 20, 50'000'000); }},
 };
