@@ -275,7 +275,9 @@ TEST_F(ModelDownloadTest, FailsAndIsRetriedWithAHundredEventsForAStormOfReports)
     services->answer("/tiny", R"([{"status": 404, "size": 200}, {"size": 2097152, "chunk": 1024}])");
     open();
     Log log(*page, card("tiny"));
+    card("tiny").findChild<QPushButton*>("downloadButton")->setFocus();
     click("tiny", "downloadButton");
+    EXPECT_EQ(QApplication::focusWidget(), &card("tiny"));
     EXPECT_EQ(state("tiny"), "Downloading...");
     EXPECT_EQ(text(card("tiny"), "progressLabel"), "0%");
     EXPECT_TRUE(becomes("tiny", "Error"));
