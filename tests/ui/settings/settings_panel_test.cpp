@@ -228,7 +228,7 @@ TEST_F(SettingsPanelTest, MicrophoneTestEndsWithTheWindow)
             dialog.close();
         else
             panel.reset();
-        EXPECT_EQ(test::FakePortAudio::instance().openStreams(), 0);
+        EXPECT_TRUE(QTest::qWaitFor([] { return test::FakePortAudio::instance().openStreams() == 0; }));
     }
 }
 
