@@ -24,8 +24,8 @@ def included_files(build):
     for line in subprocess.check_output(["ninja", "-C", build, "-t", "deps"], text=True).splitlines():
         if line and not line.startswith(" "):
             files = made_from.setdefault(line.split(":")[0], [])
-        elif line.strip().startswith(str(ROOT / "src")):
-            files.append(line.strip())
+        elif (file := (build / line.strip()).resolve()).is_relative_to(ROOT / "src"):
+            files.append(file)
     return made_from
 
 
@@ -38,7 +38,7 @@ def key(entry, files):
     state = hashlib.sha256((ROOT / ".clang-tidy").read_bytes())
     state.update(entry["command"].replace(str(ROOT), "").encode())
     for file in sorted(files):
-        state.update(Path(file).read_bytes())
+        state.update(file.read_bytes())
     return state.hexdigest()
 
 
