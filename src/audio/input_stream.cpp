@@ -35,9 +35,9 @@ private:
 
 bool InputStream::Line::open(const ChosenDevice& device)
 {
-    if (isSilent())
-        return false; // its owner has given up before this had its turn
-    stream_ = SoundSystem::instance().open(device, &receive, this);
+    // Its owner may have given up before this had its turn, or while the device woke up.
+    const auto isWanted = [this] { return !isSilent(); };
+    stream_ = SoundSystem::instance().open(device, &receive, this, isWanted);
     if (!stream_)
         silence();
     return stream_;

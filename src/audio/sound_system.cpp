@@ -90,13 +90,16 @@ void SoundSystem::initialise()
     setDevices(readDevices());
 }
 
-PaStream* SoundSystem::open(const ChosenDevice& device, PaStreamCallback* callback, void* userData)
+PaStream* SoundSystem::open(
+    const ChosenDevice& device, PaStreamCallback* callback, void* userData, const std::function<bool()>& isWanted)
 {
+    if (!isWanted())
+        return nullptr;
     if (systemDevices_ != platform::soundDevices())
         initialiseAnew();
-    PaStream* stream = tryToOpen(device, callback, userData);
-    if (!stream && initialiseAnew())
-        stream = tryToOpen(device, callback, userData);
+    PaStream* stream = tryToOpen(device, callback, userData, isWanted);
+    if (!stream && isWanted() && initialiseAnew())
+        stream = tryToOpen(device, callback, userData, isWanted);
     if (stream)
         ++openStreams_;
     return stream;
@@ -122,7 +125,8 @@ PaDeviceIndex SoundSystem::find(const ChosenDevice& device) const
     }
 }
 
-PaStream* SoundSystem::tryToOpen(const ChosenDevice& device, PaStreamCallback* callback, void* userData) const
+PaStream* SoundSystem::tryToOpen(
+    const ChosenDevice& device, PaStreamCallback* callback, void* userData, const std::function<bool()>& isWanted) const
 {
     PaStreamParameters input{};
     input.device = find(device);
@@ -135,7 +139,7 @@ PaStream* SoundSystem::tryToOpen(const ChosenDevice& device, PaStreamCallback* c
     PaStream* stream = nullptr;
     if (Pa_OpenStream(&stream, &input, nullptr, sampleRate, framesPerBlock, paClipOff, callback, userData) != paNoError)
         return nullptr;
-    if (Pa_StartStream(stream) == paNoError)
+    if (isWanted() && Pa_StartStream(stream) == paNoError)
         return stream;
     Pa_CloseStream(stream);
     return nullptr;

@@ -44,8 +44,10 @@ public:
     void removeUser(); ///< the last one to go terminates it
     bool initialiseAnew(); ///< false, and nothing done, while a stream is open
 
-    /// Opens and starts an input stream in Quillo's format; null when the device is missing or refuses.
-    PaStream* open(const ChosenDevice& device, PaStreamCallback* callback, void* userData);
+    /// Opens and starts an input stream in Quillo's format; null when the device is missing or refuses, or as soon as
+    /// the stream is not wanted any more.
+    PaStream* open(
+        const ChosenDevice& device, PaStreamCallback* callback, void* userData, const std::function<bool()>& isWanted);
     void close(PaStream* stream); ///< waits for a running callback
 
 private:
@@ -54,7 +56,8 @@ private:
     void initialise();
     void setDevices(DeviceList devices);
     PaDeviceIndex find(const ChosenDevice& device) const;
-    PaStream* tryToOpen(const ChosenDevice& device, PaStreamCallback* callback, void* userData) const;
+    PaStream* tryToOpen(const ChosenDevice& device, PaStreamCallback* callback, void* userData,
+        const std::function<bool()>& isWanted) const;
 
     int users_ = 0;
     int openStreams_ = 0;

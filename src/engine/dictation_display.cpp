@@ -9,6 +9,7 @@ namespace quillo {
 namespace {
 
 constexpr std::chrono::milliseconds readingTime(1500); // of a failure that something else follows
+constexpr std::chrono::milliseconds glance(200); // which has to do when a new recording follows
 
 } // namespace
 
@@ -27,7 +28,11 @@ void DictationDisplay::showOpened()
         return;
     ++open_;
     pasted_ = false;
-    failureShown_.stop(); // to be shown again
+    if (failureShown_.isActive()) {
+        if (failureShown_.remainingTimeAsDuration() < readingTime - glance)
+            failures_.pop_front();
+        failureShown_.stop();
+    }
     overlay_->placeAt(0.5F, 0.1F);
     overlay_->show();
     overlay_->setState(OverlayState::Listening);
@@ -49,6 +54,8 @@ void DictationDisplay::showEnd(Outcome outcome)
     if (!overlay_)
         return;
     --underWay_;
+    if (outcome == Outcome::Superseded && underWay_ == 0)
+        outcome = Outcome::NotTranscribed; // by nothing that will have an outcome of its own
     pasted_ = outcome == Outcome::Pasted;
     const bool failed = outcome == Outcome::NoAudio || outcome == Outcome::NotTranscribed;
     if (failed && (failures_.empty() || failures_.back() != outcome))

@@ -17,7 +17,7 @@ public:
         Pasted,
         NoAudio,
         NotTranscribed,
-        Dropped, ///< gave way to a newer one: not worth a word
+        Superseded, ///< nothing was heard in it, and there is a newer one, whose outcome tells more
     };
 
     DictationDisplay();

@@ -94,6 +94,7 @@ void Engine::start()
     const Hotkey hotkey = parseHotkey(impl_->hotkeyText);
     reportConflicts(hotkey);
     impl_->armedInToggleMode = impl_->toggleMode;
+    impl_->ending = false;
     Impl* const impl = impl_.get();
     if (impl->toggleMode)
         HotkeyManager::startToggle(hotkey, [impl] { impl->togglePress(); });
@@ -117,10 +118,12 @@ void Engine::finishRecording()
 
 void Engine::stop()
 {
-    HotkeyManager::stop();
+    // The hotkey goes last: as long as the user holds it, its keys stay out of the window that gets the text.
+    impl_->ending = true;
     impl_->presses.end();
     impl_->watchdogThread = {};
     impl_->finishAll();
+    HotkeyManager::stop();
     QCoreApplication::removePostedEvents(&impl_->ui);
     impl_->display.clear();
     impl_->levelTimer.stop();

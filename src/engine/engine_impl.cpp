@@ -19,6 +19,7 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <system_error>
 #include <utility>
 
 namespace quillo {
@@ -63,7 +64,8 @@ template<typename Action> void Engine::Impl::post(Action action)
 
 void Engine::Impl::pushPress()
 {
-    post([this, press = presses.begin()] { startRecording(press); });
+    if (!ending)
+        post([this, press = presses.begin()] { startRecording(press); });
 }
 
 void Engine::Impl::pushRelease()
@@ -105,7 +107,12 @@ void Engine::Impl::startRecording(std::uint64_t press)
         }
     }
     levelTimer.start();
-    watchdogThread = std::jthread([this, press](const std::stop_token& ended) { watchdogLoop(ended, press); });
+    try {
+        watchdogThread = std::jthread([this, press](const std::stop_token& ended) { watchdogLoop(ended, press); });
+    } catch (const std::system_error& failure) { // no thread to be had: nothing would end it
+        logError("[Quillo] ERROR: Recording ended: %s\n", failure.what());
+        stopRecording();
+    }
 }
 
 // Room for all of the recording, and for the watchdog being late, so that the audio thread need not allocate.
@@ -222,56 +229,63 @@ Engine::Impl::Outcome Engine::Impl::finish(const std::vector<float>& recorded)
     if (recorded.empty())
         return Outcome::NoAudio;
     try {
-        const Recognised recognised = recognise(recorded);
-        if (recognised.text.empty())
-            return recognised.gaveWay ? Outcome::Dropped : Outcome::NotTranscribed;
-        deliver(trimmed(recognised.text));
-        return Outcome::Pasted;
+        std::string text;
+        const Outcome outcome = recognise(recorded, text);
+        if (!text.empty())
+            deliver(trimmed(text));
+        return outcome;
     } catch (const std::exception& failure) { // no memory, no thread
         logError("[Quillo] ERROR: Dictation failed: %s\n", failure.what());
         return Outcome::NotTranscribed;
     }
 }
 
-Engine::Impl::Recognised Engine::Impl::recognise(const std::vector<float>& recorded)
+Engine::Impl::Outcome Engine::Impl::recognise(const std::vector<float>& recorded, std::string& text)
 {
     std::unique_lock lock(sourceMutex);
     const std::string source = transcriptionSource;
     lock.unlock();
 
+    bool heardLocally = false; // whether this machine had its say
+    bool superseded = false;
     if (source == "openai" || source == "mistral") {
-        Recognised recognised = tryCloud(recorded, source);
-        if (recognised.text.empty())
-            recognised.text = tryLocal(recorded);
-        return recognised;
+        superseded = !tryCloud(recorded, source, text);
+        heardLocally = text.empty() && tryLocal(recorded, text);
+    } else {
+        heardLocally = tryLocal(recorded, text);
+        superseded = text.empty() && !tryCloud(recorded, source, text);
     }
-    std::string text = tryLocal(recorded);
-    return text.empty() ? tryCloud(recorded, source) : Recognised{std::move(text)};
+    if (!text.empty())
+        return Outcome::Pasted;
+    return heardLocally && superseded ? Outcome::Superseded : Outcome::NotTranscribed;
 }
 
-std::string Engine::Impl::tryLocal(const std::vector<float>& recorded)
+// False when there is no model.
+bool Engine::Impl::tryLocal(const std::vector<float>& recorded, std::string& text)
 {
     if (!localTranscriber || !localTranscriber->isLoaded())
-        return {};
+        return false;
     logMessage("[Quillo] Trying local transcription...\n");
     localTranscriber->addSamples(recorded.data(), recorded.size());
-    return localTranscriber->transcribe();
+    text = localTranscriber->transcribe();
+    return true;
 }
 
-Engine::Impl::Recognised Engine::Impl::tryCloud(const std::vector<float>& recorded, const std::string& source)
+// False when the wait for an answer gave way to a newer recording, or to the end.
+bool Engine::Impl::tryCloud(const std::vector<float>& recorded, const std::string& source, std::string& text)
 {
     if (!cloudTranscriber)
-        return {};
+        return true;
     logMessage("[Quillo] Trying cloud transcription (%s)...\n", source.c_str());
     const auto attempt = std::make_shared<CloudAttempt>();
     const bool asked = cloudTranscriber->transcribeAsync(
         std::string(reinterpret_cast<const char*>(recorded.data()), recorded.size() * sizeof(float)),
         [attempt](
             const std::string& reply, const std::string& /*provider*/, bool ok) { attempt->complete(reply, ok); });
-    if (asked)
-        return {attempt->waitFor(cloudPatience)};
-    // Nobody will answer. The wait is there for the user to see, unless there is something better to do.
-    return {{}, recognition.waitForMore(cloudPatience)};
+    if (!asked) // Nobody will answer: the wait is there for the user to see, unless there is something better to do.
+        return !recognition.waitForMore(cloudPatience);
+    text = attempt->waitFor(cloudPatience);
+    return true;
 }
 
 void Engine::Impl::deliver(const std::string& text)
@@ -281,11 +295,14 @@ void Engine::Impl::deliver(const std::string& text)
         onTranscription(text);
     // While the user holds the hotkey, the keys of the shortcut would mix with it: the paste would fail, and its key-up
     // would end the recording that the hotkey holds open.
-    const auto mayBeSent = [] { return HotkeyManager::waitForRelease(0ms); };
+    bool waited = false;
+    const auto mayBeSent = [&] { return HotkeyManager::waitForRelease(0ms) || (ending && waited); };
     auto deadline = Clock::now() + longestHold;
-    const auto waitOn = [this, &deadline] {
-        if (finishing)
-            return HotkeyManager::waitForRelease(lastMoment);
+    const auto waitOn = [&] {
+        if (finishing) {
+            waited = true;
+            return HotkeyManager::waitForRelease(lastMoment) || ending;
+        }
         if (presses.isOpen())
             deadline = Clock::now() + longestHold;
         return HotkeyManager::waitForRelease(releaseCheck) || Clock::now() < deadline;

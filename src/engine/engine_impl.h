@@ -49,6 +49,7 @@ struct Engine::Impl {
     QTimer levelTimer; ///< shows the level; user-interface thread
 
     std::atomic<bool> finishing{false}; ///< the user-interface thread waits for the recognition
+    std::atomic<bool> ending{false}; ///< the engine is being stopped: no recording is opened any more
 
     SerialWorker recognition; ///< takes the recordings through recognition and delivery, in the order of their closing
 
@@ -70,10 +71,6 @@ struct Engine::Impl {
 
 private:
     using Outcome = DictationDisplay::Outcome;
-    struct Recognised {
-        std::string text;
-        bool gaveWay = false; ///< to a newer recording, or to the end
-    };
 
     template<typename Action> void post(Action action);
     void showLevel();
@@ -85,9 +82,9 @@ private:
 
     // On the recognition's thread.
     Outcome finish(const std::vector<float>& recorded);
-    Recognised recognise(const std::vector<float>& recorded);
-    std::string tryLocal(const std::vector<float>& recorded);
-    Recognised tryCloud(const std::vector<float>& recorded, const std::string& source);
+    Outcome recognise(const std::vector<float>& recorded, std::string& text);
+    bool tryLocal(const std::vector<float>& recorded, std::string& text);
+    bool tryCloud(const std::vector<float>& recorded, const std::string& source, std::string& text);
     void deliver(const std::string& text);
 };
 

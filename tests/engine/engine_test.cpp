@@ -361,7 +361,7 @@ TEST_F(EngineTest, SurvivesAStormOfKeys)
     const std::string log = finalLog();
     EXPECT_GT(occurrences(log, "Starting recording"), 0);
     EXPECT_EQ(occurrences(log, "Starting recording"), occurrences(log, "Stopping recording"));
-    EXPECT_TRUE(waitFor([&] { return sound_.count(PaCall::StartStream) == sound_.count(PaCall::CloseStream); }));
+    EXPECT_TRUE(waitFor([&] { return sound_.count(PaCall::OpenStream) == sound_.count(PaCall::CloseStream); }));
 
     loadModel();
     engine_.setToggleMode(false);

@@ -103,6 +103,8 @@ bool setClipboardText(const std::string& utf8)
 
 bool sendPasteShortcut(const std::function<bool()>& mayBeSent)
 {
+    if (!mayBeSent())
+        return false;
     x11::Connection connection;
     int unused = 0;
     if (!connection || !XTestQueryExtension(connection.get(), &unused, &unused, &unused, &unused))

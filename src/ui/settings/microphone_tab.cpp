@@ -217,7 +217,8 @@ void MicrophoneTab::rereadDevices()
     const bool renewed = !audioCapture_ || audioCapture_->refreshDevices();
     refreshDevices();
     micTestButton_->setChecked(testing);
-    refreshButton_->setToolTip(renewed ? "" : "The list may be out of date: the microphone is in use");
+    refreshButton_->setToolTip(
+        renewed ? "" : "The list may be out of date: the microphone is in use or does not answer");
     QToolTip::showText(refreshButton_->mapToGlobal(refreshButton_->rect().bottomLeft()), refreshButton_->toolTip());
 }
 
