@@ -5,6 +5,10 @@
 #include <QApplication>
 #include <QLabel>
 
+#include <gtest/gtest.h>
+
+#include <chrono>
+
 namespace quillo {
 namespace {
 
