@@ -4,6 +4,7 @@
 // release of the hotkey, and those at the paste. A first recording, not reported, has what is made once in a process.
 #include "peak_memory.h"
 #include "recorder.h"
+#include "support/eventually.h"
 #include "transcribe/cloud_transcriber.h"
 
 #include <chrono>
@@ -35,7 +36,7 @@ void record(int seconds, bool reported)
         test::FakePortAudio::instance().push(second);
     const long long released = now();
     bench::Recorder::release();
-    if (!system.waitForPastes(pastes + 1)) {
+    if (!test::eventually([&] { return system.pastes().size() > pastes; })) {
         std::fprintf(stderr, "nothing was pasted\n");
         std::_Exit(1);
     }

@@ -50,7 +50,6 @@ std::string play(const Hotkey& hotkey, const std::string& script)
     return outcome;
 }
 
-// Any other sequence: fuzz/key_decision_fuzzer.cpp.
 TEST(KeyDecision, FollowsTheHotkeyThroughTypicalSequences)
 {
     const Hotkey ctrlShiftSpace{6, vk::space};

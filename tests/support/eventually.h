@@ -5,10 +5,10 @@
 
 namespace quillo::test {
 
-/// Polls until the condition holds; false when it has not within a minute.
+/// Polls until the condition holds; false when it has not within 20 s.
 template<typename Condition> bool eventually(Condition condition)
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline)
             return false;

@@ -7,69 +7,12 @@
 #include "platform/keyboard_hook.h"
 #include "platform/sound_devices.h"
 
-#include <condition_variable>
-#include <deque>
-#include <future>
-#include <mutex>
-#include <set>
-#include <utility>
-
 namespace quillo::test {
-
-struct FakePlatform::State {
-    mutable std::mutex mutex;
-    mutable std::condition_variable changed;
-
-    struct Delivery {
-        platform::KeyEvent event;
-        std::promise<bool> swallowed;
-    };
-    std::set<std::uint32_t> keysDown;
-    std::deque<Delivery> deliveries;
-    unsigned long hookError = 0;
-    int hooksRefused = 0; // since hookError was set
-    bool hookLost = false;
-    int hooksInstalled = 0;
-    int hooksRunning = 0;
-
-    platform::ProbeResult probeResult = platform::ProbeResult::Available;
-    int probes = 0;
-
-    std::string dataRoot;
-    std::string soundDevices;
-
-    bool clipboardRefused = false;
-    std::string clipboard;
-    std::vector<std::string> pastes;
-    int pastesWithKeysDown = 0;
-};
-
-FakePlatform::FakePlatform()
-    : state_(std::make_unique<State>())
-{
-}
-
-FakePlatform::~FakePlatform() = default;
 
 FakePlatform& FakePlatform::instance()
 {
     static FakePlatform platform;
     return platform;
-}
-
-void FakePlatform::reset()
-{
-    state_ = std::make_unique<State>();
-}
-
-bool FakePlatform::press(std::uint32_t virtualKey)
-{
-    return send({virtualKey, true});
-}
-
-bool FakePlatform::release(std::uint32_t virtualKey)
-{
-    return send({virtualKey, false});
 }
 
 void FakePlatform::press(std::initializer_list<std::uint32_t> virtualKeys)
@@ -88,109 +31,32 @@ bool FakePlatform::send(const platform::KeyEvent& event)
 {
     std::unique_lock lock(state_->mutex);
     if (state_->hooksRunning == 0) {
-        event.down ? (void)state_->keysDown.insert(event.virtualKey) : (void)state_->keysDown.erase(event.virtualKey);
+        state_->keys.take(event);
         return false;
     }
-    std::promise<bool> answer;
-    auto swallowed = answer.get_future();
-    state_->deliveries.push_back({event, std::move(answer)});
+    auto swallowed = state_->deliveries.emplace_back(event, std::promise<bool>()).second.get_future();
     lock.unlock();
     state_->changed.notify_all();
     return swallowed.get();
-}
-
-void FakePlatform::refuseHook(unsigned long error)
-{
-    const std::lock_guard lock(state_->mutex);
-    state_->hookError = error;
-    state_->hooksRefused = 0;
 }
 
 void FakePlatform::takeHookAway(unsigned long error, int refusals)
 {
     std::unique_lock lock(state_->mutex);
     state_->hookError = error;
-    state_->hooksRefused = 0;
     state_->hookLost = true;
     state_->changed.notify_all();
-    state_->changed.wait(lock, [&] { return state_->hooksRefused >= refusals; });
+    state_->changed.wait(lock, [&, enough = state_->refusals + refusals] { return state_->refusals >= enough; });
 }
 
 void FakePlatform::loseHook(std::initializer_list<std::uint32_t> releasedMeanwhile)
 {
     std::unique_lock lock(state_->mutex);
     for (const auto key : releasedMeanwhile)
-        state_->keysDown.erase(key);
-    const int installed = state_->hooksInstalled;
+        state_->keys.take({key, false});
     state_->hookLost = true;
     state_->changed.notify_all();
-    state_->changed.wait(lock, [&] { return state_->hooksInstalled > installed && state_->hooksRunning > 0; });
-}
-
-int FakePlatform::hooksInstalled() const
-{
-    const std::lock_guard lock(state_->mutex);
-    return state_->hooksInstalled;
-}
-
-int FakePlatform::hooksRunning() const
-{
-    const std::lock_guard lock(state_->mutex);
-    return state_->hooksRunning;
-}
-
-void FakePlatform::setProbeResult(platform::ProbeResult result)
-{
-    const std::lock_guard lock(state_->mutex);
-    state_->probeResult = result;
-}
-
-int FakePlatform::probes() const
-{
-    const std::lock_guard lock(state_->mutex);
-    return state_->probes;
-}
-
-void FakePlatform::setDataRoot(const std::string& folder)
-{
-    const std::lock_guard lock(state_->mutex);
-    state_->dataRoot = folder;
-}
-
-void FakePlatform::setSoundDevices(const std::string& devices)
-{
-    const std::lock_guard lock(state_->mutex);
-    state_->soundDevices = devices;
-}
-
-void FakePlatform::refuseClipboard(bool refuse)
-{
-    const std::lock_guard lock(state_->mutex);
-    state_->clipboardRefused = refuse;
-}
-
-std::string FakePlatform::clipboard() const
-{
-    const std::lock_guard lock(state_->mutex);
-    return state_->clipboard;
-}
-
-std::vector<std::string> FakePlatform::pastes() const
-{
-    const std::lock_guard lock(state_->mutex);
-    return state_->pastes;
-}
-
-int FakePlatform::pastesWithKeysDown() const
-{
-    const std::lock_guard lock(state_->mutex);
-    return state_->pastesWithKeysDown;
-}
-
-bool FakePlatform::waitForPastes(std::size_t count, std::chrono::milliseconds timeout) const
-{
-    std::unique_lock lock(state_->mutex);
-    return state_->changed.wait_for(lock, timeout, [&] { return state_->pastes.size() >= count; });
+    state_->changed.wait(lock, [&] { return !state_->hookLost; });
 }
 
 } // namespace quillo::test
@@ -211,7 +77,6 @@ State& system()
 struct KeyboardHook::Impl {
     Handler handler;
     unsigned long error = 0;
-    bool installed = false;
 };
 
 KeyboardHook::KeyboardHook()
@@ -227,16 +92,15 @@ bool KeyboardHook::install(const KeyCombination&, Handler handler)
     const std::lock_guard lock(state.mutex);
     impl_->error = state.hookError;
     if (impl_->error != 0) {
-        ++state.hooksRefused;
-        state.changed.notify_all();
-        return false;
+        ++state.refusals;
+    } else {
+        impl_->handler = std::move(handler);
+        ++state.hooksInstalled;
+        ++state.hooksRunning;
+        state.hookLost = false;
     }
-    impl_->handler = std::move(handler);
-    ++state.hooksInstalled;
-    ++state.hooksRunning;
-    state.hookLost = false;
     state.changed.notify_all();
-    return true;
+    return impl_->error == 0;
 }
 
 unsigned long KeyboardHook::error() const
@@ -252,18 +116,16 @@ void KeyboardHook::run(std::atomic<bool>& running)
         state.changed.wait(lock, [&] { return !running || state.hookLost || !state.deliveries.empty(); });
         if (!running || state.hookLost)
             break;
-        State::Delivery delivery = std::move(state.deliveries.front());
+        auto [event, swallowed] = std::move(state.deliveries.front());
         state.deliveries.pop_front();
-        const auto key = delivery.event.virtualKey;
-        delivery.event.down ? (void)state.keysDown.insert(key) : (void)state.keysDown.erase(key);
-        state.changed.notify_all();
+        state.keys.take(event);
         lock.unlock();
-        delivery.swallowed.set_value(impl_->handler(delivery.event));
+        swallowed.set_value(impl_->handler(event));
         lock.lock();
     }
     --state.hooksRunning;
-    for (auto& unanswered : state.deliveries)
-        unanswered.swallowed.set_value(false);
+    for (auto& [event, swallowed] : state.deliveries)
+        swallowed.set_value(false);
     state.deliveries.clear();
 }
 
@@ -276,62 +138,33 @@ void KeyboardHook::wake()
 
 bool KeyboardHook::isDown(std::uint32_t virtualKey) const
 {
-    const State& state = system();
-    const std::lock_guard lock(state.mutex);
-    const auto anyDown = [&](std::initializer_list<std::uint32_t> keys) {
-        for (const auto key : keys)
-            if (state.keysDown.contains(key))
-                return true;
-        return false;
-    };
-    switch (virtualKey) {
-    case vk::shift:
-        return anyDown({vk::shift, vk::leftShift, vk::rightShift});
-    case vk::control:
-        return anyDown({vk::control, vk::leftControl, vk::rightControl});
-    case vk::menu:
-        return anyDown({vk::menu, vk::leftMenu, vk::rightMenu});
-    default:
-        return anyDown({virtualKey});
-    }
+    return system().get(&State::keys).isDown(virtualKey);
 }
 
 ProbeResult probeHotkey(const KeyCombination&)
 {
-    State& state = system();
-    const std::lock_guard lock(state.mutex);
-    ++state.probes;
-    return state.probeResult;
+    ++system().probes;
+    return system().probeResult;
 }
 
 bool setClipboardText(const std::string& utf8)
 {
-    State& state = system();
-    const std::lock_guard lock(state.mutex);
-    if (!state.clipboardRefused)
-        state.clipboard = utf8;
-    return !state.clipboardRefused;
+    if (system().clipboardRefused)
+        return false;
+    system().set(&State::clipboard, utf8);
+    return true;
 }
 
 bool sendPasteShortcut(const std::function<bool()>& mayBeSent)
 {
-    State& state = system();
-    {
-        std::unique_lock lock(state.mutex);
-        state.changed.wait_for(lock, std::chrono::seconds(1), [&] { return state.keysDown.empty(); });
-        lock.unlock();
-        if (!mayBeSent())
-            return false;
-        lock.lock();
-        state.pastesWithKeysDown += state.keysDown.empty() ? 0 : 1;
-    }
+    if (!mayBeSent())
+        return false;
     // The hook hears of the shortcut's keys as of any others.
     auto& keyboard = test::FakePlatform::instance();
     keyboard.press({vk::leftControl, 'V'});
     keyboard.release({'V', vk::leftControl});
-    const std::lock_guard lock(state.mutex);
-    state.pastes.push_back(state.clipboard);
-    state.changed.notify_all();
+    const std::lock_guard lock(system().mutex);
+    system().pastes.push_back(system().clipboard);
     return true;
 }
 
@@ -344,9 +177,7 @@ bool isCompositing()
 
 std::string dataRoot()
 {
-    const State& state = system();
-    const std::lock_guard lock(state.mutex);
-    return state.dataRoot;
+    return system().get(&State::dataRoot);
 }
 
 std::uint32_t virtualKeyOfEvent(std::uint32_t /*nativeScanCode*/, std::uint32_t nativeVirtualKey)
@@ -356,9 +187,7 @@ std::uint32_t virtualKeyOfEvent(std::uint32_t /*nativeScanCode*/, std::uint32_t 
 
 std::string soundDevices()
 {
-    const State& state = system();
-    const std::lock_guard lock(state.mutex);
-    return state.soundDevices;
+    return system().get(&State::soundDevices);
 }
 
 void receiveSoundMessages(void (* /*receive*/)(const char* line)) { }

@@ -8,22 +8,10 @@
 
 namespace quillo::test {
 
-namespace {
-
-std::string quoted(const std::string& text)
-{
-    std::string result = "'";
-    for (const char character : text)
-        result += character == '\'' ? std::string("'\\''") : std::string(1, character);
-    return result + "'";
-}
-
-} // namespace
-
 std::vector<float> speak(const std::string& text, const std::string& voice)
 {
-    const std::string command = "espeak-ng -s 150 -v " + quoted(voice) + " --stdout " + quoted(text)
-        + " | sox -q -t wav - -t f32 -r 16000 -c 1 - pad 0.3 0.3";
+    const std::string command = "espeak-ng -s 150 -v " + voice + " --stdout '" + text
+        + "' | sox -q -t wav - -t f32 -r 16000 -c 1 - pad 0.3 0.3";
     const TemporaryFolder folder;
     const std::string bytes = shellOutput(command, folder.path());
     if (bytes.empty())
