@@ -90,18 +90,11 @@ protected:
     }
     ~Download() override { awaitEnd(); }
 
-    static ModelInfo row(const std::string& id, const std::string& url)
-    {
-        ModelInfo info;
-        info.id = id;
-        info.fileName = id + ".bin";
-        info.url = url;
-        return info;
-    }
     static ModelManager managerOf(
         const std::string& url = server->url("/one"), std::chrono::seconds stallLimit = std::chrono::minutes(1))
     {
-        return ModelManager({row("one", url), row("two", server->url("/two"))}, stallLimit);
+        return ModelManager(
+            {{"one", "", "", 0, "one.bin", url}, {"two", "", "", 0, "two.bin", server->url("/two")}}, stallLimit);
     }
 
     /// An answer with the content as its body, and with these members.

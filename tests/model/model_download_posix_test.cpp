@@ -6,7 +6,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
@@ -29,44 +28,26 @@ using namespace std::chrono_literals;
 
 using DownloadPosix = Download;
 
-/// A port of this machine whose connections nobody accepts: there is no room in the queue any more.
-class DeafServer {
-public:
-    DeafServer()
-    {
-        address_.sin_family = AF_INET;
-        address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address_;
-        auto* const address = reinterpret_cast<sockaddr*>(&address_);
-        bind(sockets_[0], address, size);
-        listen(sockets_[0], 0);
-        getsockname(sockets_[0], address, &size);
-        for (const int other : {sockets_[1], sockets_[2]})
-            connect(other, address, size);
-    }
-    ~DeafServer()
-    {
-        for (const int each : sockets_)
-            close(each);
-    }
-    DeafServer(const DeafServer&) = delete;
-    DeafServer& operator=(const DeafServer&) = delete;
-
-    std::string url() const { return "http://127.0.0.1:" + std::to_string(ntohs(address_.sin_port)) + "/one"; }
-
-private:
-    static int open() { return socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0); }
-
-    const std::array<int, 3> sockets_{open(), open(), open()};
-    sockaddr_in address_{};
-};
-
 TEST_F(DownloadPosix, GivesUpAServerThatDoesNotAccept)
 {
-    const DeafServer deaf;
-    managerOf(deaf.url(), 1s).downloadModel("one", reports.receiver());
+    const auto open = [] { return socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0); };
+    const int deaf = open();
+    const int others[] = {open(), open()}; // who leave no room in its queue
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    bind(deaf, reinterpret_cast<sockaddr*>(&address), size);
+    listen(deaf, 0);
+    getsockname(deaf, reinterpret_cast<sockaddr*>(&address), &size);
+    for (const int other : others)
+        connect(other, reinterpret_cast<sockaddr*>(&address), size);
+    managerOf("http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)), 1s)
+        .downloadModel("one", reports.receiver());
     awaitEnd();
     reports.expectEnd(ModelStatus::Error);
+    for (const int each : {deaf, others[0], others[1]})
+        close(each);
 }
 
 TEST_F(DownloadPosix, NoticesAFullDisk)

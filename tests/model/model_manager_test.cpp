@@ -9,7 +9,6 @@
 
 #include <filesystem>
 #include <map>
-#include <ostream>
 
 namespace quillo::model {
 namespace {
@@ -52,10 +51,25 @@ protected:
         }
     }
 
+    /// Expects that the model "base" is listed, activated and deleted for what lies in its place.
+    void expectTreated(bool exists, bool isFile, bool canBeDeleted)
+    {
+        EXPECT_EQ(manager.setActiveModel("base"), exists);
+        EXPECT_EQ(manager.activeModelPath(), exists ? modelsDir() + pathSeparator + "ggml-base.bin" : "");
+        expectStates({{"base", isFile ? ModelStatus::Active : ModelStatus::NotDownloaded}});
+        EXPECT_EQ(manager.usedSpace(), isFile ? 10U : 0U);
+        writeFile(activeFile, "base");
+        EXPECT_FALSE(manager.deleteModel("base"));
+        writeFile(activeFile, "tiny");
+        EXPECT_EQ(manager.deleteModel("base"), canBeDeleted);
+        EXPECT_EQ(fs::exists(fs::symlink_status(place)), exists && !canBeDeleted);
+    }
+
     const test::TemporaryFolder folder;
     const fs::path root = folder.path();
     const fs::path models = root / "Quillo" / "models";
     const fs::path config = root / "Quillo" / "config";
+    const fs::path place = models / "ggml-base.bin";
     const fs::path activeFile = config / "active_model.txt";
     ModelManager manager;
 };
@@ -86,14 +100,12 @@ TEST_F(ModelManagerTest, ListsFilesWithTheirSizes)
 
 TEST_F(ModelManagerTest, ReadsTheActiveModelToTheFirstLineEnd)
 {
-    struct Case {
+    const struct {
         const char* content;
         const char* id;
         bool active = false; // whether the model "base" is then active
-    };
-    const Case cases[] = {{"base", "base", true}, {"base\n", "base", true}, {"base\r\n", "base", true},
-        {"base\r", "base\r"}, {"base\ntiny\n", "base", true}, {"base \n", "base "}, {"Base", "Base"}, {"huge", "huge"},
-        {"", ""}, {"\nbase", ""}, {"small", "small"}};
+    } cases[] = {{"base", "base", true}, {"base\r\n", "base", true}, {"base\r", "base\r"},
+        {"base\ntiny\n", "base", true}, {"base \n", "base "}, {"Base", "Base"}, {"", ""}, {"small", "small"}};
     writeModel("ggml-base.bin");
     for (const auto& [content, id, active] : cases) {
         SCOPED_TRACE(content);
@@ -104,60 +116,26 @@ TEST_F(ModelManagerTest, ReadsTheActiveModelToTheFirstLineEnd)
     }
 }
 
-/// What may lie in a model's place.
-struct Item {
-    std::string name;
-    bool isLink;
-    enum { File, Folder, Nothing, Itself } what; // at the end of the link, if it is one
-
-    bool exists() const { return what == File || what == Folder; }
-
-    friend void PrintTo(const Item& that, std::ostream* out) { *out << that.name; }
-};
-
-class ItemInPlace : public ModelManagerTest, public testing::WithParamInterface<Item> {
-protected:
-    void put(const Item& item) const
-    {
-        const fs::path target = item.isLink && item.what != Item::Itself ? root / "elsewhere" : place;
-        fs::create_directories(models);
-        if (item.what == Item::File)
-            writeFile(target, "0123456789");
-        if (item.what == Item::Folder)
-            fs::create_directories(target);
-        if (item.isLink)
-            fs::create_symlink(target, place);
-    }
-
-    const fs::path place = models / "ggml-base.bin";
-};
-
-TEST_P(ItemInPlace, IsListedActivatedAndDeletedForWhatItIs)
+TEST_F(ModelManagerTest, TakesAFileForAModelAndAFolderForNone)
 {
-    const Item& item = GetParam();
-    const bool isFile = item.what == Item::File;
-    put(item);
-    EXPECT_EQ(manager.setActiveModel("base"), item.exists());
-    EXPECT_EQ(manager.activeModelPath(), item.exists() ? modelsDir() + pathSeparator + "ggml-base.bin" : "");
-    expectStates({{"base", isFile ? ModelStatus::Active : ModelStatus::NotDownloaded}});
-    EXPECT_EQ(listed("base").sizeBytes, isFile ? 10U : findModel("base")->sizeBytes);
-    EXPECT_EQ(manager.usedSpace(), isFile ? 10U : 0U);
-
-    writeFile(activeFile, "base");
-    EXPECT_FALSE(manager.deleteModel("base"));
-    writeFile(activeFile, "tiny");
-    expectStates({{"base", isFile ? ModelStatus::Downloaded : ModelStatus::NotDownloaded}});
-    const bool canBeDeleted = item.what != Item::Folder && (item.exists() || item.isLink);
-    EXPECT_EQ(manager.deleteModel("base"), canBeDeleted);
-    EXPECT_EQ(fs::exists(fs::symlink_status(place)), item.what == Item::Folder);
+    expectTreated(false, false, false);
+    writeModel("ggml-base.bin");
+    expectTreated(true, true, true);
+    fs::create_directories(place);
+    expectTreated(true, false, false);
 }
 
-INSTANTIATE_TEST_SUITE_P(Items, ItemInPlace,
-    testing::Values(Item{"File", false, Item::File}, Item{"Folder", false, Item::Folder},
-        Item{"Nothing", false, Item::Nothing}, Item{"LinkToFile", true, Item::File},
-        Item{"LinkToFolder", true, Item::Folder}, Item{"LinkToNothing", true, Item::Nothing},
-        Item{"LinkToItself", true, Item::Itself}),
-    [](const auto& test) { return test.param.name; });
+TEST_F(ModelManagerTest, FollowsLinksAndDeletesThemAlone)
+{
+    writeFile(root / "elsewhere", "0123456789");
+    for (const char* target : {"elsewhere", "nowhere"}) {
+        fs::create_directories(models);
+        fs::create_symlink(root / target, place);
+        const bool exists = fs::exists(place);
+        expectTreated(exists, exists, true);
+    }
+    EXPECT_TRUE(fs::exists(root / "elsewhere"));
+}
 
 TEST_F(ModelManagerTest, ActivatesAndDeletesOnlyWhatIsAsked)
 {

@@ -42,12 +42,12 @@ public:
         std::atomic<platform::ProbeResult> probeResult = platform::ProbeResult::Available;
         std::atomic<bool> clipboardRefused = false;
 
-        template<typename Value> Value get(Value State::* member)
+        template<typename Value> Value get(Value State::*member)
         {
             const std::lock_guard lock(mutex);
             return this->*member;
         }
-        template<typename Value> void set(Value State::* member, const Value& value)
+        template<typename Value> void set(Value State::*member, const Value& value)
         {
             const std::lock_guard lock(mutex);
             this->*member = value;
