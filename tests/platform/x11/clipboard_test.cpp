@@ -5,7 +5,6 @@
 
 #include <functional>
 #include <future>
-#include <optional>
 
 #include <X11/Xatom.h>
 
@@ -40,11 +39,8 @@ public:
         return await([](const XEvent& e) { return e.type == SelectionNotify; }).xselection.property != None;
     }
 
-    // The clipboard's content, or nothing when it is refused or nobody owns it.
-    std::optional<std::string> fetch(const char* target)
-    {
-        return request(target) ? std::optional(take()) : std::nullopt;
-    }
+    // The clipboard's content, or "refused".
+    std::string fetch(const char* target) { return request(target) ? take() : "refused"; }
 
     // Becomes the clipboard manager; serves one request to save the clipboard and returns what it saved.
     void becomeManager()
@@ -57,7 +53,7 @@ public:
         const XSelectionRequestEvent request =
             await([](const XEvent& e) { return e.type == SelectionRequest; }).xselectionrequest;
         EXPECT_EQ(request.target, atom("SAVE_TARGETS"));
-        std::string saved = fetch("UTF8_STRING").value_or("refused");
+        std::string saved = fetch("UTF8_STRING");
         XEvent reply{};
         reply.xselection = {SelectionNotify, 0, True, display(), request.requestor, request.selection, request.target,
             request.property, request.time};
@@ -102,14 +98,6 @@ private:
     XEvent lastEvent_{};
 };
 
-std::string longText()
-{
-    std::string text;
-    while (text.size() < 1'000'000)
-        text += "Zeile " + std::to_string(text.size()) + " ✓ größer\n";
-    return text;
-}
-
 class X11Clipboard : public testing::Test {
 protected:
     ~X11Clipboard() override { settleClipboard(); }
@@ -119,8 +107,8 @@ protected:
 
 TEST_F(X11Clipboard, DeliversTextByteForByte)
 {
-    for (const std::string& text : {std::string("plain"),
-             std::string("Grüße, naïve café ✓ 🎙️ 日本語\nzweite Zeile\t"), longText(), std::string()}) {
+    for (const std::string& text : {std::string("Grüße, naïve café ✓ 🎙️ 日本語\nzweite Zeile\t"),
+             std::string(1'000'000, 'x'), std::string()}) {
         ASSERT_TRUE(setClipboardText(text));
         for (const char* target : {"UTF8_STRING", "text/plain;charset=utf-8", "text/plain"}) {
             EXPECT_TRUE(peer_.request(target)); // and asks again before it has read the answer
@@ -132,11 +120,11 @@ TEST_F(X11Clipboard, DeliversTextByteForByte)
     EXPECT_EQ(peer_.fetch("STRING"),
         "Gr\xFC\xDF"
         "e ? ? \xFF");
-    EXPECT_FALSE(peer_.fetch("image/png"));
-    const std::string targets = peer_.fetch("TARGETS").value_or("");
+    EXPECT_EQ(peer_.fetch("image/png"), "refused");
+    const std::string targets = peer_.fetch("TARGETS");
     const Atom utf8 = peer_.atom("UTF8_STRING");
     EXPECT_NE(targets.find(std::string(reinterpret_cast<const char*>(&utf8), sizeof utf8)), std::string::npos);
-    EXPECT_EQ(peer_.fetch("TIMESTAMP").value_or("").size(), sizeof(long));
+    EXPECT_EQ(peer_.fetch("TIMESTAMP").size(), sizeof(long));
 }
 
 TEST_F(X11Clipboard, SurvivesLosingOwnershipAndConnection)
@@ -186,39 +174,32 @@ TEST_F(X11Clipboard, SettleLeavesTheTextWithTheManager)
     EXPECT_EQ(peer_.clipboardOwner(), None);
 }
 
-struct Held {
-    const char* name;
-    Typist::Keyboard keyboard;
-    const char* before; // typed before the paste
-    const char* during; // typed while the paste waits
-    const char* seen;
-};
-
-class X11Paste : public testing::TestWithParam<Held> { };
-
-TEST_P(X11Paste, SendsCtrlVAndNothingElse)
+TEST(X11Paste, SendsCtrlVAndNothingElse)
 {
-    Application application;
-    Typist user(GetParam().keyboard);
-    user.type(GetParam().before);
-    auto paste = std::async(std::launch::async, sendPasteShortcut, always);
-    user.type(GetParam().during);
-    paste.get();
-    EXPECT_EQ(application.takeKeysUntil("-v -Control_L"), GetParam().seen);
-    EXPECT_EQ(application.stateAtV(), static_cast<unsigned>(ControlMask));
+    const struct {
+        Typist::Keyboard keyboard;
+        const char* before; // typed before the paste
+        const char* during; // typed while the paste waits
+        const char* seen;
+    } cases[] = {
+        {Typist::Keyboard::XTest, "", "", "+Control_L +v -v -Control_L"},
+        {Typist::Keyboard::Hardware, "+Control_L +Shift_L", "-Shift_L -Control_L",
+            "+Control_L +Shift_L -Shift_L -Control_L +Control_L +v -v -Control_L"},
+        {Typist::Keyboard::Hardware, "+Shift_L +Alt_L", "",
+            "+Shift_L +Alt_L -Shift_L -Alt_L +Control_L +v -v -Control_L"},
+        {Typist::Keyboard::XTest, "+Control_L +Shift_L", "",
+            "+Control_L +Shift_L -Control_L -Shift_L +Control_L +v -v -Control_L"},
+    };
+    for (const auto& c : cases) {
+        Application application;
+        Typist user(c.keyboard);
+        user.type(c.before);
+        auto paste = std::async(std::launch::async, sendPasteShortcut, always);
+        user.type(c.during);
+        paste.get();
+        EXPECT_EQ(application.takeKeysUntil("-v -Control_L"), c.seen);
+    }
 }
-
-const Held heldCases[] = {
-    {"NothingHeld", Typist::Keyboard::XTest, "", "", "+Control_L +v -v -Control_L"},
-    {"ReleasedInTime", Typist::Keyboard::Hardware, "+Control_L +Shift_L", "-Shift_L -Control_L",
-        "+Control_L +Shift_L -Shift_L -Control_L +Control_L +v -v -Control_L"},
-    {"HeldOnTheKeyboard", Typist::Keyboard::Hardware, "+Shift_L +Alt_L", "",
-        "+Shift_L +Alt_L -Shift_L -Alt_L +Control_L +v -v -Control_L"},
-    {"HeldCtrl", Typist::Keyboard::XTest, "+Control_L +Shift_L", "",
-        "+Control_L +Shift_L -Control_L -Shift_L +Control_L +v -v -Control_L"},
-};
-INSTANTIATE_TEST_SUITE_P(
-    , X11Paste, testing::ValuesIn(heldCases), [](const auto& instance) { return std::string(instance.param.name); });
 
 } // namespace
 } // namespace quillo::platform

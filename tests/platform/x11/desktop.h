@@ -62,8 +62,6 @@ public:
     const std::string& keys();
     /// Waits until these keys are the last ones, and takes all.
     std::string takeKeysUntil(const std::string& end);
-    /// Modifier state of the last "+v".
-    unsigned stateAtV() const { return stateAtV_; }
 
 private:
     void note(const XKeyEvent& event);
@@ -72,7 +70,6 @@ private:
     Window window_;
     std::bitset<256> down_;
     std::string keys_;
-    unsigned stateAtV_ = 0;
 };
 
 } // namespace quillo::platform
