@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <optional>
-#include <ostream>
 #include <stdexcept>
 #include <thread>
 
@@ -80,37 +79,29 @@ TEST_F(AudioCaptureTest, OpensWhatIsTheSystemsDefaultByThen)
     }
 }
 
-struct MoveCase {
-    std::vector<FakeDevice> devices; // where before there were a microphone and two headsets
-    std::optional<int> headset; // where the second one of them is now
-
-    friend void PrintTo(const MoveCase& that, std::ostream* out) { *out << that.devices.size() << " devices"; }
-};
-
-class MovedDevice : public AudioCaptureTest, public testing::WithParamInterface<MoveCase> { };
-
-TEST_P(MovedDevice, IsFoundAgainByItsName)
+TEST_F(AudioCaptureTest, FindsAMovedDeviceByItsName)
 {
-    card.setDevices({{}, {.name = "Headset"}, {.name = "Headset"}}, 0);
-    AudioCapture capture;
-    capture.setDeviceId("2");
-    capture.listInputDevices();
-    card.setDevices(GetParam().devices, 0);
-    ASSERT_TRUE(capture.refreshDevices());
-    const auto expectOpened = [&](bool opened) {
-        EXPECT_EQ(opened ? std::optional(card.lastOpenRequest().input.device) : std::nullopt, GetParam().headset);
-    };
-    expectOpened(capture.startTest("2", nullptr));
-    expectOpened(capture.startCapture(nullptr, nullptr).get());
-    EXPECT_EQ(capture.listedId("2"), "2") << "in the list that the user sees";
-    capture.listInputDevices();
-    EXPECT_EQ(capture.listedId("2"), GetParam().headset ? std::to_string(*GetParam().headset) : "");
-    EXPECT_EQ(capture.listedId("1"), "1");
+    const struct {
+        std::vector<FakeDevice> devices; // where before there were a microphone and two headsets
+        std::optional<int> headset; // where the second one of them is now
+    } cases[] = {{{{}, {.name = "Headset"}, {.name = "Camera"}, {.name = "Headset"}}, 3},
+        {{{.name = "Headset"}, {}}, 0}, {{{}, {.name = "Camera"}, {.name = "Telephone"}}, {}}};
+    for (const auto& [devices, headset] : cases) {
+        card.setDevices({{}, {.name = "Headset"}, {.name = "Headset"}}, 0);
+        AudioCapture capture;
+        capture.setDeviceId("2");
+        capture.listInputDevices();
+        card.setDevices(devices, 0);
+        ASSERT_TRUE(capture.refreshDevices());
+        EXPECT_EQ(capture.startTest("2", nullptr), headset.has_value());
+        EXPECT_EQ(capture.startCapture(nullptr, nullptr).get(), headset.has_value());
+        EXPECT_EQ(card.lastOpenRequest().input.device, headset.value_or(card.lastOpenRequest().input.device));
+        EXPECT_EQ(capture.listedId("2"), "2") << "in the list that the user sees";
+        capture.listInputDevices();
+        EXPECT_EQ(capture.listedId("2"), headset ? std::to_string(*headset) : "");
+        EXPECT_EQ(capture.listedId("1"), "1");
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Lists, MovedDevice,
-    testing::Values(MoveCase{{{}, {.name = "Headset"}, {.name = "Camera"}, {.name = "Headset"}}, 3},
-        MoveCase{{{.name = "Headset"}, {}}, 0}, MoveCase{{{}, {.name = "Camera"}, {.name = "Telephone"}}, {}}));
 
 TEST_F(AudioCaptureTest, SharesThePortAudioLibrary)
 {
@@ -145,67 +136,55 @@ TEST_F(AudioCaptureTest, LivesWithoutPortAudio)
     EXPECT_TRUE(capture.startCapture(appendTo(audio), appendTo(segments)).get()) << "a microphone has come";
 }
 
-struct DeviceCase {
-    std::string id;
-    std::optional<int> opened; // nothing: the start fails
-    PaDeviceIndex defaultInput = 4;
-
-    friend void PrintTo(const DeviceCase& that, std::ostream* out) { *out << '"' << that.id << '"'; }
-};
-
-class DeviceResolution : public AudioCaptureTest, public testing::WithParamInterface<DeviceCase> { };
-
-TEST_P(DeviceResolution, OpensTheRightDeviceOrNone)
+TEST_F(AudioCaptureTest, OpensTheRightDeviceOrNone)
 {
-    card.setDevices(
-        {{}, {.inputChannels = 0}, {.hasInfo = false}, {.lowInputLatency = 0.03}, {.lowInputLatency = 0.04}},
-        GetParam().defaultInput);
-    AudioCapture capture;
-    const bool tested = capture.startTest(GetParam().id, appendTo(levels));
-    capture.setDeviceId(GetParam().id);
-    ASSERT_EQ(capture.startCapture(appendTo(audio), appendTo(segments)).get(), GetParam().opened.has_value());
-    ASSERT_EQ(tested, GetParam().opened.has_value());
-    if (!tested) {
-        EXPECT_EQ(card.count(PaCall::OpenStream), 0);
-        EXPECT_TRUE(callbacksReleased());
-        return;
+    const struct {
+        const char* id;
+        std::optional<int> opened; // nothing: the start fails
+        PaDeviceIndex defaultInput = 4;
+    } cases[] = {{"", 4}, {"3", 3}, {"3abc", 3}, {" \t+3", 3}, {"abc", 4}, {"99999999999", 4}, {"1", {}}, {"2", {}},
+        {"5", {}}, {"-1", {}}, {"-2", {}}, {"", {}, paNoDevice}, {"3", 3, paNoDevice}};
+    for (const auto& [id, opened, defaultInput] : cases) {
+        SCOPED_TRACE(id);
+        card.reset();
+        card.setDevices(
+            {{}, {.inputChannels = 0}, {.hasInfo = false}, {.lowInputLatency = 0.03}, {.lowInputLatency = 0.04}},
+            defaultInput);
+        AudioCapture capture;
+        EXPECT_EQ(capture.startTest(id, appendTo(levels)), opened.has_value());
+        capture.setDeviceId(id);
+        EXPECT_EQ(capture.startCapture(appendTo(audio), appendTo(segments)).get(), opened.has_value());
+        EXPECT_EQ(card.count(PaCall::OpenStream), opened ? 2 : 0);
+        if (!opened)
+            continue;
+        const auto request = card.lastOpenRequest();
+        EXPECT_EQ(request.input.device, *opened);
+        EXPECT_EQ(request.input.channelCount, 1);
+        EXPECT_EQ(request.input.sampleFormat, paFloat32);
+        EXPECT_EQ(request.input.suggestedLatency, *opened / 100.0);
+        EXPECT_FALSE(request.hasOutput);
+        EXPECT_EQ(request.sampleRate, 16000.0);
+        EXPECT_EQ(request.framesPerBuffer, 512U);
+        EXPECT_EQ(request.flags, paClipOff);
     }
-    const auto request = card.lastOpenRequest();
-    EXPECT_EQ(request.input.device, *GetParam().opened);
-    EXPECT_EQ(request.input.channelCount, 1);
-    EXPECT_EQ(request.input.sampleFormat, paFloat32);
-    EXPECT_EQ(request.input.suggestedLatency, *GetParam().opened / 100.0);
-    EXPECT_FALSE(request.hasOutput);
-    EXPECT_EQ(request.sampleRate, 16000.0);
-    EXPECT_EQ(request.framesPerBuffer, 512U);
-    EXPECT_EQ(request.flags, paClipOff);
 }
 
-INSTANTIATE_TEST_SUITE_P(Identifiers, DeviceResolution,
-    testing::Values(DeviceCase{"", 4}, DeviceCase{"3", 3}, DeviceCase{"3abc", 3}, DeviceCase{" \t+3", 3},
-        DeviceCase{"003", 3}, DeviceCase{"abc", 4}, DeviceCase{"-", 4}, DeviceCase{"99999999999", 4},
-        DeviceCase{"1", {}}, DeviceCase{"2", {}}, DeviceCase{"5", {}}, DeviceCase{"-1", {}}, DeviceCase{"-2", {}},
-        DeviceCase{"", {}, paNoDevice}, DeviceCase{"abc", {}, paNoDevice}, DeviceCase{"3", 3, paNoDevice}));
-
-class RefusingDevice : public AudioCaptureTest, public testing::WithParamInterface<PaCall> { };
-
-TEST_P(RefusingDevice, LeavesNothingOpen)
+TEST_F(AudioCaptureTest, LeavesNothingOpenWhenTheDeviceRefuses)
 {
-    AudioCapture capture;
-    card.fail(GetParam());
-    EXPECT_FALSE(capture.startCapture(appendTo(audio), appendTo(segments)).get());
-    EXPECT_FALSE(capture.startTest("", appendTo(levels)));
-    EXPECT_EQ(card.openStreams(), 0U);
-    EXPECT_TRUE(callbacksReleased());
-    capture.stopCapture();
-
-    card.fail(GetParam(), paNoError);
-    EXPECT_TRUE(capture.startCapture(appendTo(audio), appendTo(segments)).get());
-    EXPECT_EQ(card.runningStreams(), 1U);
-    EXPECT_EQ(card.count(PaCall::StopStream), 0);
+    for (const PaCall call : {PaCall::OpenStream, PaCall::StartStream}) {
+        card.reset();
+        AudioCapture capture;
+        card.fail(call);
+        EXPECT_FALSE(capture.startCapture(appendTo(audio), appendTo(segments)).get());
+        EXPECT_FALSE(capture.startTest("", appendTo(levels)));
+        EXPECT_EQ(card.openStreams(), 0U);
+        EXPECT_TRUE(callbacksReleased());
+        capture.stopCapture();
+        card.fail(call, paNoError);
+        EXPECT_TRUE(capture.startCapture(appendTo(audio), appendTo(segments)).get());
+        EXPECT_EQ(card.runningStreams(), 1U);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Calls, RefusingDevice, testing::Values(PaCall::OpenStream, PaCall::StartStream));
 
 TEST_F(AudioCaptureTest, DeliversEveryBlockUnchanged)
 {
@@ -244,44 +223,34 @@ TEST_F(AudioCaptureTest, KeepsExceptionsOfItsConsumersFromPortAudio)
     EXPECT_EQ(card.runningStreams(), 1U);
 }
 
-class HangingCall : public AudioCaptureTest, public testing::WithParamInterface<PaCall> { };
-
-TEST_P(HangingCall, KeepsNobodyWaiting)
+TEST_F(AudioCaptureTest, KeepsNobodyWaitingForACallThatHangs)
 {
     const Samples loud(512, 0.5F);
-    AudioCapture capture;
-    const bool initialised = GetParam() != PaCall::Initialize;
-    const bool recording = GetParam() == PaCall::StopStream;
-    if (initialised)
-        capture.listInputDevices();
-    if (recording) {
-        ASSERT_TRUE(capture.startCapture(appendTo(audio), appendTo(segments)).get());
-        card.push(loud);
+    for (const PaCall call : {PaCall::Initialize, PaCall::OpenStream, PaCall::StartStream}) {
+        card.reset();
+        AudioCapture capture;
+        const std::size_t listed = call != PaCall::Initialize ? 1 : 0;
+        if (listed > 0)
+            capture.listInputDevices();
+        card.hang(call);
+        for (int i = 0; i < 100 || card.count(call) == 0; ++i)
+            capture.startCapture(appendTo(audio), appendTo(segments));
+        Samples late;
+        auto opened = capture.startCapture(
+            [&late](const float* samples, std::size_t count) {
+                late = {samples, samples + count};
+            },
+            nullptr);
+        EXPECT_TRUE(callbacksReleased());
+        EXPECT_EQ(capture.listInputDevices().size(), listed);
+        card.resume();
+        EXPECT_TRUE(opened.get());
+        EXPECT_EQ(card.push(loud), 1U);
+        EXPECT_EQ(late, loud) << "the recording is still open";
+        EXPECT_EQ(card.count(PaCall::OpenStream), static_cast<int>(1 + listed)) << "what was given up is not opened";
     }
-    card.hang(GetParam());
-    for (int i = 0; i < 100 || card.count(GetParam()) == 0; ++i)
-        capture.startCapture(appendTo(audio), appendTo(segments));
-    Samples late;
-    auto opened = capture.startCapture(
-        [&late](const float* samples, std::size_t count) {
-            late = {samples, samples + count};
-        },
-        nullptr);
-    EXPECT_TRUE(callbacksReleased());
-    card.push(loud);
-    EXPECT_EQ(audio, recording ? loud : Samples{}) << "the stream that still runs is heard no more";
-    EXPECT_EQ(segments, audio);
-    EXPECT_EQ(capture.listInputDevices().size(), initialised ? 1U : 0U);
-
-    card.resume();
-    EXPECT_TRUE(opened.get());
-    EXPECT_EQ(card.push(loud), 1U);
-    EXPECT_EQ(late, loud) << "the recording is still open";
-    EXPECT_EQ(card.count(PaCall::OpenStream), initialised ? 2 : 1) << "what was given up before is not opened";
+    EXPECT_EQ(audio, Samples());
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Calls, HangingCall, testing::Values(PaCall::Initialize, PaCall::OpenStream, PaCall::StopStream));
 
 TEST_F(AudioCaptureTest, GivesUpATestAndGoesWhileItsStreamsHang)
 {

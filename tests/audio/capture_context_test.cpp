@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
-#include <ostream>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -12,77 +10,64 @@ namespace quillo {
 namespace {
 
 constexpr float threshold = 0.05F;
-constexpr std::size_t blockSize = 4;
 
-/// Block indices from .first up to .second, both included.
-using Range = std::pair<int, int>;
+using Range = std::pair<int, int>; // of block indices, both included
 
-struct SegmentationCase {
-    std::string name;
-    std::vector<std::pair<char, int>> blocks; // 'L'oud or 'q'uiet, how many of them
-    std::vector<std::vector<Range>> segments; // delivered while the blocks come
-    std::vector<Range> rest; // delivered by the flush
-
-    friend void PrintTo(const SegmentationCase& that, std::ostream* out) { *out << that.name; }
-};
-
-/// A block whose samples tell its index: above the threshold when loud, below otherwise.
-std::vector<float> makeBlock(bool loud, int index)
+std::vector<int> indices(const std::vector<Range>& ranges)
 {
-    return std::vector<float>(blockSize, (loud ? 0.1F : 0.0F) + 0.0001F * static_cast<float>(index));
-}
-
-std::vector<float> makeBlocks(const std::vector<Range>& ranges, const std::vector<std::vector<float>>& blocks)
-{
-    std::vector<float> samples;
+    std::vector<int> all;
     for (const auto& [first, last] : ranges)
         for (int i = first; i <= last; ++i)
-            samples.insert(
-                samples.end(), blocks[static_cast<std::size_t>(i)].begin(), blocks[static_cast<std::size_t>(i)].end());
-    return samples;
+            all.push_back(i);
+    return all;
 }
 
-class Segmentation : public testing::TestWithParam<SegmentationCase> { };
-
-TEST_P(Segmentation, CutsTheStream)
+TEST(CaptureContext, CutsTheStreamIntoSegments)
 {
-    std::vector<std::vector<float>> segments;
-    CaptureContext context(threshold, nullptr,
-        [&](const float* samples, std::size_t count) { segments.emplace_back(samples, samples + count); });
-
-    std::vector<std::vector<float>> blocks;
-    for (const auto& [kind, count] : GetParam().blocks)
-        for (int i = 0; i < count; ++i) {
-            blocks.push_back(makeBlock(kind == 'L', static_cast<int>(blocks.size())));
-            context.process(blocks.back().data(), blockSize);
-        }
-
-    std::vector<std::vector<float>> expected;
-    for (const auto& ranges : GetParam().segments)
-        expected.push_back(makeBlocks(ranges, blocks));
-    EXPECT_EQ(segments, expected);
-
-    context.flush();
-    if (!GetParam().rest.empty())
-        expected.push_back(makeBlocks(GetParam().rest, blocks));
-    EXPECT_EQ(segments, expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(Streams, Segmentation,
-    testing::Values(SegmentationCase{"silence", {{'q', 100}}, {}, {}},
-        SegmentationCase{"closedByThe25thQuietBlock", {{'q', 2}, {'L', 3}, {'q', 30}}, {{{2, 29}}}, {}},
-        SegmentationCase{"notClosedByThe24th", {{'L', 3}, {'q', 24}}, {}, {{0, 26}}},
-        SegmentationCase{
-            "loudBlockInTheTail", {{'L', 3}, {'q', 24}, {'L', 1}, {'q', 24}, {'L', 1}, {'q', 25}}, {{{0, 77}}}, {}},
-        SegmentationCase{"toneThatNeverEnds", {{'L', 200}}, {}, {{0, 199}}},
-        SegmentationCase{"onsetTooShort", {{'q', 1}, {'L', 2}, {'q', 100}}, {}, {{1, 2}}},
-        SegmentationCase{"loneBlockGoesInFront", {{'L', 1}, {'q', 40}, {'L', 3}, {'q', 25}}, {{{0, 0}, {41, 68}}}, {}},
-        SegmentationCase{"severalOnsetsPileUp", {{'L', 2}, {'q', 1}, {'L', 2}, {'q', 1}}, {}, {{0, 1}, {3, 4}}},
-        SegmentationCase{"countingStartsAnew", {{'L', 3}, {'q', 25}, {'L', 2}, {'q', 1}, {'L', 3}, {'q', 25}},
+    const struct {
+        const char* name;
+        std::vector<std::pair<char, int>> blocks; // 'L'oud or 'q'uiet, how many of them
+        std::vector<std::vector<Range>> segments; // delivered while the blocks come
+        std::vector<Range> rest; // delivered by the flush
+    } cases[] = {
+        {"silence", {{'q', 100}}, {}, {}},
+        {"closed by the 25th quiet block", {{'q', 2}, {'L', 3}, {'q', 30}}, {{{2, 29}}}, {}},
+        {"not closed by the 24th", {{'L', 3}, {'q', 24}}, {}, {{0, 26}}},
+        {"loud block in the tail", {{'L', 3}, {'q', 24}, {'L', 1}, {'q', 25}}, {{{0, 52}}}, {}},
+        {"onset too short", {{'q', 1}, {'L', 2}, {'q', 100}}, {}, {{1, 2}}},
+        {"lone block goes in front", {{'L', 1}, {'q', 40}, {'L', 3}, {'q', 25}}, {{{0, 0}, {41, 68}}}, {}},
+        {"several onsets pile up", {{'L', 2}, {'q', 1}, {'L', 2}, {'q', 1}}, {}, {{0, 1}, {3, 4}}},
+        {"counting starts anew", {{'L', 3}, {'q', 25}, {'L', 2}, {'q', 1}, {'L', 3}, {'q', 25}},
             {{{0, 27}}, {{28, 29}, {31, 58}}}, {}},
-        SegmentationCase{"tailIsCountedFromItsOwnBeginning", {{'L', 3}, {'q', 25}, {'q', 20}, {'L', 3}, {'q', 24}},
-            {{{0, 27}}}, {{48, 74}}}),
-    [](const auto& test) { return test.param.name; });
+        {"the tail is counted from its own beginning", {{'L', 3}, {'q', 25}, {'q', 20}, {'L', 3}, {'q', 24}},
+            {{{0, 27}}}, {{48, 74}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        // Blocks of one sample, which tells the block's index and is negative when it is loud.
+        std::vector<std::vector<int>> segments;
+        CaptureContext context(threshold, nullptr, [&](const float* samples, std::size_t count) {
+            auto& segment = segments.emplace_back();
+            for (std::size_t i = 0; i < count; ++i)
+                segment.push_back(static_cast<int>(std::lround(std::abs(samples[i]) * 10000)) % 1000);
+        });
+        int index = 0;
+        for (const auto& [kind, count] : c.blocks)
+            for (int i = 0; i < count; ++i) {
+                const float sample = static_cast<float>(index++) / 10000;
+                const float loud = -sample - 0.1F;
+                context.process(kind == 'L' ? &loud : &sample, 1);
+            }
+        std::vector<std::vector<int>> expected;
+        for (const auto& ranges : c.segments)
+            expected.push_back(indices(ranges));
+        EXPECT_EQ(segments, expected);
+        context.flush();
+        if (!c.rest.empty())
+            expected.push_back(indices(c.rest));
+        EXPECT_EQ(segments, expected);
+    }
+}
 
 TEST(CaptureContext, DropsASegmentOfLessThanTenBlocksOfTheSizeThatEndsIt)
 {

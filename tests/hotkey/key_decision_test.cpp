@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 
 namespace quillo {
@@ -15,29 +16,15 @@ namespace vk = platform::vk;
 /// '.' passed on, 's' swallowed, 'P' press, 'R' release, each of the latter two followed by '.' or 's'.
 std::string play(const Hotkey& hotkey, const std::string& script)
 {
-    const auto keyOf = [](char c) -> std::uint32_t {
-        switch (c) {
-        case 'C':
-            return vk::leftControl;
-        case 'c':
-            return vk::rightControl;
-        case 'S':
-            return vk::leftShift;
-        case 'A':
-            return vk::rightMenu;
-        case 'W':
-            return vk::rightWin;
-        case '_':
-            return vk::space;
-        default:
-            return static_cast<std::uint32_t>(c);
-        }
-    };
+    const std::map<char, std::uint32_t> names{{'C', vk::leftControl}, {'c', vk::rightControl}, {'S', vk::leftShift},
+        {'A', vk::rightMenu}, {'W', vk::rightWin}, {'_', vk::space}};
     test::PressedKeys keys;
     std::atomic<bool> pressed = false;
     std::string outcome;
     for (std::size_t i = 0; i + 1 < script.size(); i += 3) {
-        const platform::KeyEvent event{keyOf(script[i + 1]), script[i] == '+'};
+        const platform::KeyEvent event{
+            names.contains(script[i + 1]) ? names.at(script[i + 1]) : static_cast<std::uint32_t>(script[i + 1]),
+            script[i] == '+'};
         keys.take(event);
         const KeyDecision decision = decideKey(hotkey, event, pressed, [&](std::uint32_t key) {
             EXPECT_TRUE(event.down && event.virtualKey == hotkey.virtualKey) << "asked without need";

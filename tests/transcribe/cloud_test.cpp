@@ -9,8 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <condition_variable>
+#include <iterator>
 #include <mutex>
 #include <sstream>
 #include <thread>
@@ -40,20 +39,22 @@ public:
     {
         const std::lock_guard lock(mutex_);
         reports_.push_back(std::move(report));
-        changed_.notify_all();
     }
 
     /// All reports, as soon as there are so many of them.
     std::vector<Report> await(std::size_t count)
     {
-        std::unique_lock lock(mutex_);
-        EXPECT_TRUE(changed_.wait_for(lock, 60s, [&] { return reports_.size() >= count; }));
-        return reports_;
+        std::vector<Report> reports;
+        EXPECT_TRUE(eventually([&] {
+            const std::lock_guard lock(mutex_);
+            reports = reports_;
+            return reports.size() >= count;
+        }));
+        return reports;
     }
 
 private:
     std::mutex mutex_;
-    std::condition_variable changed_;
     std::vector<Report> reports_;
 };
 
@@ -70,11 +71,10 @@ std::vector<float> ramp(std::size_t count)
     return samples;
 }
 
-std::vector<std::string> linesOf(const std::string& text)
+std::vector<std::string> linesOf(std::istringstream text)
 {
     std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
+    for (std::string line; std::getline(text, line);)
         lines.push_back(line);
     return lines;
 }
@@ -129,17 +129,16 @@ private:
 
 TEST_F(Cloud, SendsTheRecordingAndTheModelAsAForm)
 {
-    struct Case {
+    // Nothing at all; an ordinary length; and enough for libcurl to ask before it sends, read in many pieces.
+    const struct {
         const char* provider;
         const char* model;
         std::size_t samples;
         std::size_t strayBytes;
-    };
-    // Nothing at all; an ordinary length; and enough for libcurl to ask before it sends, read in many pieces.
-    const std::vector<Case> cases{{"openai", "whisper-1", 0, 0}, {"mistral", "mistral-audio-latest", 16000, 3},
+    } cases[] = {{"openai", "whisper-1", 0, 0}, {"mistral", "mistral-audio-latest", 16000, 3},
         {"openai", "whisper-1", 900000, 0}};
     services_.answer("/upload", R"({"body": "{\"text\": \"Hello\"}"})");
-    for (std::size_t i = 0; i < cases.size(); ++i) {
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
         const std::vector<float> samples = ramp(cases[i].samples);
         transcribe({{cases[i].provider, secret, services_.url("/upload"), true}},
             bytesOf(samples) + std::string(cases[i].strayBytes, 'x'));
@@ -152,8 +151,7 @@ TEST_F(Cloud, SendsTheRecordingAndTheModelAsAForm)
         const auto& [file, model] = std::tie(request.parts[0], request.parts[1]);
         EXPECT_EQ(std::tie(file.name, file.fileName, file.type), std::tuple("file", "audio.wav", "audio/wav"));
         const std::vector<std::uint8_t> wav = encodeWav(samples.data(), samples.size());
-        EXPECT_TRUE(std::equal(wav.begin(), wav.end(), file.content.begin(), file.content.end(),
-            [](std::uint8_t a, char b) { return a == static_cast<std::uint8_t>(b); }));
+        EXPECT_TRUE(file.content == std::string(wav.begin(), wav.end()));
         EXPECT_EQ(std::tie(model.name, model.fileName, model.content), std::tuple("model", "", cases[i].model));
     }
 }
@@ -173,16 +171,10 @@ TEST_F(Cloud, ReportsAndLogsEveryOutcomeOnce)
         {R"({"body": "{\"text\": \" a \\\"quote\\\"\\nand a line \u00fc\"}"})", " a \"quote\"\nand a line \xC3\xBC",
             "HTTP 200", true},
         {R"({"body": "{\"language\": \"en\"}"})", "", "HTTP 200 without a text", true},
-        {R"({"body": ""})", "", "HTTP 200 without a text", true},
-        {R"({"how": "no-length", "body": "{\"text\": \"in many pieces\"}", "chunk": 5})", "in many pieces", "HTTP 200",
-            true},
         {R"({"status": 401, "body": "{\"error\": {\"text\":\n\"wrong key\"}}"})",
             "{\"error\": {\"text\":\n\"wrong key\"}}", "HTTP 401"},
-        {R"({"status": 500, "body": "<h1>oops</h1>"})", "<h1>oops</h1>", "HTTP 500"},
         {R"({"status": 201, "body": "{\"text\": \"not 200\"}"})", "{\"text\": \"not 200\"}", "HTTP 201"},
         {R"({"status": 302, "headers": {"Location": "/0"}})", "", "HTTP 302"},
-        {R"({"body": "\u0001\u0002 garbage \"text"})", "", "HTTP 200 without a text", true},
-        {R"({"how": "long", "body": "{\"text\": \"once\"}"})", "once", "HTTP 200", true},
         failure(R"({"how": "drop"})", CURLE_GOT_NOTHING),
         failure(R"({"how": "short", "body": "{\"text\": \"cut off\"}"})", CURLE_PARTIAL_FILE),
         failure(R"({"size": 5000000})", CURLE_WRITE_ERROR), // more than anybody would have said
@@ -204,20 +196,19 @@ TEST_F(Cloud, ReportsAndLogsEveryOutcomeOnce)
 
     EXPECT_TRUE(transcribe(providers));
     replies_.await(expected.size());
-    EXPECT_THAT(linesOf(endRequests()), UnorderedElementsAreArray(lines));
+    EXPECT_THAT(linesOf(std::istringstream(endRequests())), UnorderedElementsAreArray(lines));
     EXPECT_THAT(replies_.await(expected.size()), UnorderedElementsAreArray(expected));
 }
 
 TEST_F(Cloud, AsksOnlyEnabledProvidersThatItKnowsAndHasAKeyFor)
 {
     services_.answer("/yes", R"({"body": "{\"text\": \"Hello\"}"})");
-    const std::string yes = services_.url("/yes");
     const std::string no = services_.url("/no");
     std::vector<CloudProvider> providers{{"openai", "", no, true}, {"openai", secret, no, false},
         {"nobody", secret, no, true}, {"OpenAI", secret, no, true}};
     EXPECT_FALSE(transcribe(providers));
     EXPECT_FALSE(CurlRuntime::inUse());
-    providers.push_back({"mistral", secret, yes, true});
+    providers.push_back({"mistral", secret, services_.url("/yes"), true});
     EXPECT_TRUE(transcribe(providers));
     replies_.await(1);
     endRequests();
@@ -254,12 +245,11 @@ TEST_F(Cloud, GivesUpWhenTheTimeIsOver)
     transcribe(
         {{"openai", secret, services_.url("/stall"), true}, {"mistral", secret, services_.url("/midway"), true}});
     transcriber_->testConnection("openai", secret, services_.url("/stall"), [this](bool ok) { results_.add(ok); });
-    EXPECT_THAT(replies_.await(2),
-        UnorderedElementsAre(Reply(curl_easy_strerror(CURLE_OPERATION_TIMEDOUT), "openai", false),
-            Reply(curl_easy_strerror(CURLE_OPERATION_TIMEDOUT), "mistral", false)));
-    EXPECT_EQ(results_.await(1), std::vector{false});
     const std::string reason = curl_easy_strerror(CURLE_OPERATION_TIMEDOUT);
-    EXPECT_THAT(linesOf(endRequests()),
+    EXPECT_THAT(
+        replies_.await(2), UnorderedElementsAre(Reply(reason, "openai", false), Reply(reason, "mistral", false)));
+    EXPECT_EQ(results_.await(1), std::vector{false});
+    EXPECT_THAT(linesOf(std::istringstream(endRequests())),
         UnorderedElementsAre("[Quillo] Cloud test openai: " + reason, "[Quillo] Cloud transcription openai: " + reason,
             "[Quillo] Cloud transcription mistral: " + reason));
     EXPECT_EQ(CloudTimeouts().transcription, 30s);
@@ -285,7 +275,6 @@ TEST_F(Cloud, TestsAKeyByTheStatusAlone)
     const std::vector<Case> cases{
         {R"({"body": "garbage"})", true, "HTTP 200"},
         {R"({"status": 401, "body": "{\"data\": []}"})", false, "HTTP 401"},
-        {R"({"status": 302, "headers": {"Location": "/0"}})", false, "HTTP 302"},
         {R"({"how": "drop"})", false, curl_easy_strerror(CURLE_GOT_NOTHING)},
     };
     std::string expected;

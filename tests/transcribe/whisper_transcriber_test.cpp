@@ -167,6 +167,20 @@ TEST_F(WhisperTranscriberTest, TakesPathsInUtf8)
     EXPECT_TRUE(transcriber.loadModel(std::string(utf8.begin(), utf8.end())));
 }
 
+TEST_F(WhisperTranscriberTest, IsLoadedWaitsForALoadUnderWay)
+{
+    loadMiniModel();
+    std::atomic<bool> done = false;
+    std::thread loader([&] {
+        for (int i = 0; i < 5; ++i)
+            transcriber.loadModel(miniModel);
+        done = true;
+    });
+    while (!done)
+        EXPECT_TRUE(transcriber.isLoaded());
+    loader.join();
+}
+
 TEST_F(WhisperTranscriberTest, ReplacesTheModelDuringARecognition)
 {
     loadMiniModel();
