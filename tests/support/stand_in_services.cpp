@@ -42,7 +42,7 @@ StandInServices::StandInServices(Transport transport)
         shellOutput("openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out cert.pem -days 2 -subj /CN=stand-in"
                     " -addext subjectAltName=IP:127.0.0.1 2> openssl.log",
             folder_.path());
-    server_.emplace("python3 '" QUILLO_STAND_IN_SERVICES "' . --until-stdin-closes > log 2>&1"
+    server_.emplace("python3 '" QUILLO_STAND_IN_SERVICES "' . > log 2>&1"
             + std::string(isTls ? " --cert cert.pem --key key.pem" : ""),
         folder_.path());
     if (!eventually([this] { return std::filesystem::exists(folder_.path() / "port"); }))

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 """Stands in for the remote services: an HTTP server on loopback that answers as it is told and records what it gets.
 
-    stand_in_services.py FOLDER [--port N] [--cert FILE --key FILE] [--until-stdin-closes]
+    stand_in_services.py FOLDER [--port N] [--cert FILE --key FILE]
 
-Everything passes through files in FOLDER, so that a test in any language can use it:
+It ends when its standard input does. Everything passes through files in FOLDER, so that a test in any language can use
+it:
 
-  port             written once connections are accepted: the number of the port (--port 0, the default: any free one);
-                   it is printed as well
+  port             written once connections are accepted: the number of the port (--port 0, the default: any free one)
   answers.json     read afresh for every request: an object whose keys are paths, or host/path for one host only, and
                    whose values are answers, or lists of answers to be given in turn, the last one for ever. A request
                    for anything else is answered with 404.
@@ -72,10 +72,7 @@ class Record:
 
     def answer(self, host, path):
         path = path.partition("?")[0]
-        try:
-            answers = json.loads((self.folder / "answers.json").read_text(encoding="utf-8"))
-        except FileNotFoundError:
-            answers = {}
+        answers = json.loads((self.folder / "answers.json").read_text(encoding="utf-8"))
         key = host + path if host + path in answers else path
         answer = answers.get(key, {"status": 404})
         if isinstance(answer, dict):
@@ -117,7 +114,7 @@ class Handler(BaseHTTPRequestHandler):
         if how != "drop":
             self.give(answer, how)
 
-    do_POST = do_PUT = do_HEAD = do_CONNECT = do_GET
+    do_POST = do_CONNECT = do_GET
 
     def give(self, answer, how):
         content = answer.get("body", "").encode() or bytes(answer.get("size", 0))
@@ -131,8 +128,7 @@ class Handler(BaseHTTPRequestHandler):
                 self.send_header("Content-Length", str(size))
             self.send_header("Connection", "close")
             self.end_headers()
-            if self.command != "HEAD":
-                self.send_body(body, size // 2 if how in ("cut", "stall-midway", "short") else size, answer)
+            self.send_body(body, size // 2 if how in ("cut", "stall-midway", "short") else size, answer)
             if how == "long":
                 body.seek(0)
                 self.send_body(body, size, answer)
@@ -173,9 +169,9 @@ def main():
     parser.add_argument("--port", type=int, default=0)
     parser.add_argument("--cert")
     parser.add_argument("--key")
-    parser.add_argument("--until-stdin-closes", action="store_true")
     arguments = parser.parse_args()
 
+    (arguments.folder / "answers.json").write_text("{}")
     Handler.record = Record(arguments.folder)
     server = Server(("127.0.0.1", arguments.port), Handler)
     if arguments.cert:
@@ -183,17 +179,10 @@ def main():
         server.tls.load_cert_chain(arguments.cert, arguments.key)
     threading.Thread(target=server.serve_forever, daemon=True).start()
 
-    print(server.server_port, flush=True)
     (arguments.folder / "port.new").write_text(str(server.server_port))
     os.replace(arguments.folder / "port.new", arguments.folder / "port")
-    if arguments.until_stdin_closes:
-        sys.stdin.read()
-    else:
-        FOREVER.wait()
+    sys.stdin.read()
 
 
 if __name__ == "__main__":
-    try:
-        main()
-    except KeyboardInterrupt:
-        pass
+    main()
