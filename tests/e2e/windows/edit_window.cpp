@@ -1,4 +1,4 @@
-// Another Windows program's text field: `edit_window FILE`. FILE always holds the whole text, as UTF-8.
+// Another Windows program's text field: `edit_window FILE`. FILE always holds the whole text, which is ASCII.
 #include <windows.h>
 
 #include <filesystem>
@@ -7,36 +7,25 @@
 
 namespace {
 
-constexpr int fieldId = 1;
-
 std::filesystem::path file; // set once, before the window exists
+HWND field;
 
-std::string toUtf8(const std::wstring& wide)
+void save()
 {
-    std::string utf8(3 * wide.size(), '\0'); // UTF-8 never needs more bytes for a unit of UTF-16
-    const int length = WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), utf8.data(),
-        static_cast<int>(utf8.size()), nullptr, nullptr);
-    utf8.resize(static_cast<std::size_t>(length));
-    return utf8;
-}
-
-void save(HWND field)
-{
-    std::wstring text(static_cast<std::size_t>(GetWindowTextLengthW(field)), L'\0');
-    GetWindowTextW(field, text.data(), static_cast<int>(text.size()) + 1);
+    std::string text(static_cast<std::size_t>(GetWindowTextLengthA(field)) + 1, '\0');
+    text.resize(static_cast<std::size_t>(GetWindowTextA(field, text.data(), static_cast<int>(text.size()))));
     std::filesystem::path temporary = file;
     temporary += ".new";
-    std::ofstream(temporary, std::ios::binary) << toUtf8(text);
+    std::ofstream(temporary, std::ios::binary) << text;
     std::filesystem::rename(temporary, file);
 }
 
 LRESULT CALLBACK windowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
-    const HWND field = GetDlgItem(window, fieldId);
     if (message == WM_SETFOCUS)
         SetFocus(field);
     else if (message == WM_COMMAND && HIWORD(wParam) == EN_CHANGE)
-        save(field);
+        save();
     else if (message == WM_DESTROY)
         PostQuitMessage(0);
     else
@@ -57,12 +46,11 @@ int wmain(int argc, wchar_t** argv)
     RegisterClassW(&windowClass);
     const HWND window = CreateWindowW(L"EditWindow", L"Text field", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 60, 320, 600, 160,
         nullptr, nullptr, nullptr, nullptr);
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): an id in the place of a menu
-    const HWND field = CreateWindowW(L"EDIT", L"", WS_CHILD | WS_VISIBLE | ES_MULTILINE | ES_AUTOVSCROLL, 0, 0, 600,
-        160, window, reinterpret_cast<HMENU>(static_cast<LONG_PTR>(fieldId)), nullptr, nullptr);
+    field = CreateWindowW(L"EDIT", L"", WS_CHILD | WS_VISIBLE | ES_MULTILINE | ES_AUTOVSCROLL, 0, 0, 600, 160, window,
+        nullptr, nullptr, nullptr);
     SetForegroundWindow(window);
     SetFocus(field);
-    save(field);
+    save();
     MSG message;
     while (GetMessageW(&message, nullptr, 0, 0) > 0) {
         TranslateMessage(&message);

@@ -8,6 +8,7 @@ import os
 import shutil
 import subprocess
 import sys
+import time
 import unittest
 from pathlib import Path
 
@@ -49,44 +50,64 @@ class WindowsProgram(unittest.TestCase):
         self.addCleanup(started.close)
         return started
 
-    def run_wine(self, *command):
-        return subprocess.run(["wine", *command], env=self.env, timeout=60, check=False, capture_output=True)
-
     def screenshot(self, name):
-        subprocess.run(
-            ["import", "-window", "root", SCREENSHOTS / f"windows-{name}.png"], env=self.env, timeout=60, check=True
-        )
+        command = ["import", "-window", "root", SCREENSHOTS / f"windows-{name}.png"]
+        subprocess.run(command, env=self.env, timeout=60, check=True)
 
     def xdotool(self, *args):
-        answer = subprocess.run(
-            ["xdotool", *map(str, args)], env=self.env, timeout=60, check=False, capture_output=True, text=True
-        )
-        return answer.stdout.split()
+        command = ["xdotool", *map(str, args)]
+        return subprocess.run(command, env=self.env, timeout=60, capture_output=True, text=True).stdout.split()
 
     def start(self):
         quillo = self.wine("Quillo.exe", "--verbose")
-        quillo.wait_for_line(r"\[Quillo\] Hotkey registered: ")
+        quillo.wait_for_line(r"\[Quillo\] Hotkey registered: ", 60)
         return quillo
 
     def end(self, quillo):
         """As a person who ends a program politely: it takes the way of Quit."""
-        self.run_wine("taskkill", "/im", "Quillo.exe")
-        self.assertEqual(quillo.wait(), 0)
+        command = ["wine", "taskkill", "/im", "Quillo.exe"]
+        subprocess.run(command, env=self.env, timeout=60, capture_output=True)
+        self.assertEqual(quillo.wait(60), 0)
 
-    def test_spoken_sentence_is_pasted(self):
+    def start_beside_text_field(self):
+        self.text.unlink(missing_ok=True)
         self.wine("edit_window.exe", self.text)
         wait_until(lambda: self.xdotool("search", "--onlyvisible", "--name", "Text field"), "no window")
         quillo = self.start()
         wait_until(self.text.exists, "no text field")
         self.xdotool("search", "--name", "Text field", "windowactivate", "--sync")
+        return quillo
+
+    def hold_and_speak(self, quillo, text):
         with self.desktop.keyboard.held(*HOTKEY):
             quillo.wait_for_line(r"Starting recording")
             self.desktop.microphone.wait_until_settled()
-            self.desktop.speak(SENTENCE)
+            self.desktop.speak(text)
             self.screenshot("recording")
-        wait_until(lambda: self.text.read_text() == SENTENCE, lambda: f"{self.text.read_text()!r}\n{quillo.tail()}")
+
+    def expect_text(self, quillo, text):
+        wait_until(lambda: self.text.read_text() == text, lambda: f"{self.text.read_text()!r}\n{quillo.tail()}", 60)
+
+    def test_spoken_sentence_is_pasted(self):
+        quillo = self.start_beside_text_field()
+        self.hold_and_speak(quillo, SENTENCE)
+        self.expect_text(quillo, SENTENCE)
         self.screenshot("pasted")
         self.assertIn(SENTENCE, (self.data / "history.json").read_text())
+        self.end(quillo)
+
+    def test_pressed_again_around_the_paste(self):
+        quillo = self.start_beside_text_field()
+        for done, moment in enumerate((0, 0.03, 0.06, 0.09)):
+            self.hold_and_speak(quillo, "hello world")
+            quillo.wait_for_line('Transcription: " hello world"', 60)
+            time.sleep(moment)
+            with self.desktop.keyboard.held(*HOTKEY):
+                quillo.wait_for_line("Starting recording")
+                time.sleep(0.5)
+                self.assertEqual(quillo.count("Stopping recording"), 2 * done + 1)
+            self.expect_text(quillo, "hello world" * (done + 1))
+            wait_until(lambda: quillo.count("Captured") == 2 * (done + 1), "open")
         self.end(quillo)
 
     def windows(self):
