@@ -13,11 +13,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from support import ROOT, wait_until
-
-sys.path.insert(0, str(ROOT / "tools"))
-
-from desktop import Program  # noqa: E402
+from support import ROOT, Program, wait_until
 
 HOSTS = ["api.openai.com", "api.mistral.ai", "huggingface.co"]
 AUTHORITIES = Path("/etc/ssl/certs/ca-certificates.crt")
@@ -29,39 +25,28 @@ def model_address(model_id):
     return f"huggingface.co/ggerganov/whisper.cpp/resolve/main/ggml-{model_id}.bin"
 
 
-def _unshare():
-    return ["unshare", "-m", "-n"] if os.geteuid() == 0 else ["unshare", "-r", "-m", "-n"]
-
-
-def inside():
-    return MARK in os.environ
+UNSHARE = ["unshare", *([] if os.geteuid() == 0 else ["-r"]), "-m", "-n"]
 
 
 def _why_unavailable():
     missing = [tool for tool in ("unshare", "ip", "mount", "openssl") if not shutil.which(tool)]
-    if missing:
-        return "not installed: " + ", ".join(missing)
-    if not AUTHORITIES.exists():
-        return f"no {AUTHORITIES}"
-    trial = subprocess.run(
-        [*_unshare(), "sh", "-c", "ip link set lo up && mount --bind /etc/hosts /etc/hosts"],
-        capture_output=True,
-        text=True,
-        timeout=60,
-    )
-    return "no private namespaces: " + trial.stderr.strip() if trial.returncode else ""
+    if missing or not AUTHORITIES.exists():
+        return f"not installed: {missing or AUTHORITIES}"
+    trial = [*UNSHARE, "sh", "-c", "ip link set lo up && mount --bind /etc/hosts /etc/hosts"]
+    answer = subprocess.run(trial, capture_output=True, text=True, timeout=60)
+    return "no private namespaces: " + answer.stderr.strip() if answer.returncode else ""
 
 
-UNAVAILABLE = "" if inside() else _why_unavailable()
+UNAVAILABLE = "" if MARK in os.environ else _why_unavailable()
 """The reason why there can be no private network here, empty where there can."""
 
 
 def enter():
     """Continues this script in a private network; returns there, or at once where there can be none."""
-    if not inside() and not UNAVAILABLE:
+    if MARK not in os.environ and not UNAVAILABLE:
         os.environ[MARK] = "1"
         sys.stdout.flush()
-        os.execvp("unshare", [*_unshare(), sys.executable, "-B", *sys.argv])
+        os.execvp("unshare", [*UNSHARE, sys.executable, "-B", *sys.argv])
 
 
 class Services:
@@ -74,9 +59,8 @@ class Services:
         self._prepare_names()
         script = ROOT / "tests/support/stand_in_services.py"
         certificate = ["--cert", self.folder / "cert.pem", "--key", self.folder / "key.pem"]
-        self._server = Program(
-            [sys.executable, "-B", script, self.folder, "--port", "443", *certificate], dict(os.environ)
-        )
+        command = [sys.executable, "-B", script, self.folder, "--port", "443", *certificate]
+        self._server = Program(command, dict(os.environ))
         wait_until((self.folder / "port").exists, lambda: "no services:\n" + self._server.tail())
         return self
 
@@ -117,7 +101,7 @@ class Services:
         subprocess.run(["mount", "--bind", shadow, file], check=True, timeout=60)
 
 
-@unittest.skipUnless(inside(), UNAVAILABLE)
+@unittest.skipUnless(MARK in os.environ, UNAVAILABLE)
 class ServicesTest:
     """Mixed into a test case, before its other base: `services` stands in for them, for all tests of the class."""
 

@@ -219,26 +219,33 @@ class Desktop:
         """The data folder of the program under test."""
         return Path(self.env["XDG_DATA_HOME"], "Quillo")
 
+    @property
+    def settings_file(self):
+        return Path(self.env["XDG_CONFIG_HOME"], "Quillo/Quillo.ini")
+
+    @property
+    def active_model_file(self):
+        return self.data_dir / "config/active_model.txt"
+
+    @property
+    def history_file(self):
+        return self.data_dir / "history.json"
+
     def configure(self, **settings):
         """Replaces the settings file of the program under test."""
-        file = Path(self.env["XDG_CONFIG_HOME"], "Quillo/Quillo.ini")
-        file.parent.mkdir(parents=True, exist_ok=True)
+        self.settings_file.parent.mkdir(parents=True, exist_ok=True)
         values = {key: str(value).lower() if isinstance(value, bool) else value for key, value in settings.items()}
-        file.write_text("[General]\n" + "".join(f"{key}={value}\n" for key, value in values.items()))
+        self.settings_file.write_text("[General]\n" + "".join(f"{key}={value}\n" for key, value in values.items()))
 
     def install_model(self, model_id, file):
         """Makes a copy of the file the active model of the given id."""
         for folder in ("models", "config"):
             (self.data_dir / folder).mkdir(parents=True, exist_ok=True)
         shutil.copyfile(file, self.data_dir / "models" / f"ggml-{model_id}.bin")
-        (self.data_dir / "config" / "active_model.txt").write_text(model_id)
+        self.active_model_file.write_text(model_id)
 
     def remove_models(self):
         shutil.rmtree(self.data_dir, ignore_errors=True)
-
-    @property
-    def history_file(self):
-        return self.data_dir / "history.json"
 
     # ---- programs
 

@@ -21,18 +21,8 @@ class Microphone:
         self._start()
 
     def _start(self):
-        self._server = Program(
-            [
-                "pulseaudio",
-                "-n",
-                "-F",
-                HERE / "default.pa",
-                "--daemonize=no",
-                "--exit-idle-time=-1",
-                "--disable-shm=yes",
-            ],
-            self._env,
-        )
+        how = ["--daemonize=no", "--exit-idle-time=-1", "--disable-shm=yes"]
+        self._server = Program(["pulseaudio", "-n", "-F", HERE / "default.pa", *how], self._env)
         wait_until(self._socket.exists, lambda: "no sound server:\n" + self._server.tail())
         self._listen()
 

@@ -5,8 +5,8 @@ import subprocess
 import threading
 import time
 
-PATIENCE = 60.0
-"""Seconds to wait for what should happen at once: only a hang takes that long, even under a sanitizer."""
+PATIENCE = 20.0
+"""Seconds to wait for what should happen at once: only a hang takes that long, even on a loaded machine."""
 
 
 def wait_until(condition, what, timeout=PATIENCE):
