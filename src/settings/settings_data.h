@@ -8,7 +8,7 @@ namespace quillo {
 /// The user's choices, as they travel between the settings file, the settings window and the program. A plain value;
 /// no field is checked. Texts are UTF-8.
 ///
-/// Default-constructed, hotkey, overlayPosition and theme are empty; SettingsStore::load gives them real values.
+/// Default-constructed, hotkey, overlayPosition and theme are empty; defaultSettings() gives them real values.
 struct SettingsData {
     std::string hotkey; ///< such as "Ctrl+Shift+Space"
     bool toggleMode = false; ///< each press starts or ends a recording, instead of holding the hotkey
@@ -28,5 +28,15 @@ struct SettingsData {
 
     bool operator==(const SettingsData&) const = default;
 };
+
+/// What is used as long as nothing else is stored.
+inline SettingsData defaultSettings()
+{
+    SettingsData settings;
+    settings.hotkey = "Ctrl+Shift+Space";
+    settings.overlayPosition = "cursor";
+    settings.theme = "dark";
+    return settings;
+}
 
 } // namespace quillo

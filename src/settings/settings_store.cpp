@@ -9,6 +9,10 @@
 #include <QTemporaryFile>
 #include <QVariant>
 
+#include <cstdint>
+#include <string>
+#include <variant>
+
 namespace quillo {
 
 namespace {
@@ -53,13 +57,36 @@ void read(const QVariant& stored, float& value)
     value = stored.toFloat();
 }
 
-/// Calls action(key, field) for every entry of the table.
-template<typename Action> void forEachField(Action action)
+struct Entry {
+    const char* key;
+    std::variant<std::string SettingsData::*, bool SettingsData::*, std::int32_t SettingsData::*, float SettingsData::*>
+        field;
+};
+
+/// The whole settings file, in the order in which it is read and written.
+constexpr Entry entries[] = {
+    {"hotkey", &SettingsData::hotkey},
+    {"toggleMode", &SettingsData::toggleMode},
+    {"maxRecordingMinutes", &SettingsData::maxRecordingMinutes},
+    {"inputDeviceId", &SettingsData::inputDeviceId},
+    {"vadSensitivity", &SettingsData::vadSensitivity},
+    {"soundOnStart", &SettingsData::soundOnStart},
+    {"soundOnComplete", &SettingsData::soundOnComplete},
+    {"transcriptionSource", &SettingsData::transcriptionSource},
+    {"openaiEnabled", &SettingsData::openaiEnabled},
+    {"openaiKey", &SettingsData::openaiKey},
+    {"mistralEnabled", &SettingsData::mistralEnabled},
+    {"mistralKey", &SettingsData::mistralKey},
+    {"theme", &SettingsData::theme},
+    {"overlayPosition", &SettingsData::overlayPosition},
+    {"overlayOpacity", &SettingsData::overlayOpacity},
+};
+
+/// Calls action(key, value) for every entry, with its field of the settings.
+template<typename Settings, typename Action> void forEachEntry(Settings& settings, Action action)
 {
-    for (const SettingsEntry& entry : settingsTable()) {
-        const QString key = QString::fromLatin1(entry.key);
-        std::visit([&](const auto& field) { action(key, field); }, entry.field);
-    }
+    for (const Entry& entry : entries)
+        std::visit([&](auto field) { action(QString::fromLatin1(entry.key), settings.*field); }, entry.field);
 }
 
 QSettings openStore()
@@ -77,40 +104,14 @@ bool hasRoomBeside(const QString& path)
 
 } // namespace
 
-const std::array<SettingsEntry, 15>& settingsTable()
-{
-    using Text = SettingsField<std::string>;
-    using Flag = SettingsField<bool>;
-    using Number = SettingsField<std::int32_t>;
-    using Fraction = SettingsField<float>;
-    static const std::array<SettingsEntry, 15> table{{
-        {"hotkey", Text{&SettingsData::hotkey, "Ctrl+Shift+Space"}},
-        {"toggleMode", Flag{&SettingsData::toggleMode, false}},
-        {"maxRecordingMinutes", Number{&SettingsData::maxRecordingMinutes, 5}},
-        {"inputDeviceId", Text{&SettingsData::inputDeviceId, ""}},
-        {"vadSensitivity", Fraction{&SettingsData::vadSensitivity, 0.5F}},
-        {"soundOnStart", Flag{&SettingsData::soundOnStart, true}},
-        {"soundOnComplete", Flag{&SettingsData::soundOnComplete, true}},
-        {"transcriptionSource", Text{&SettingsData::transcriptionSource, "local"}},
-        {"openaiEnabled", Flag{&SettingsData::openaiEnabled, false}},
-        {"openaiKey", Text{&SettingsData::openaiKey, ""}},
-        {"mistralEnabled", Flag{&SettingsData::mistralEnabled, false}},
-        {"mistralKey", Text{&SettingsData::mistralKey, ""}},
-        {"theme", Text{&SettingsData::theme, "dark"}},
-        {"overlayPosition", Text{&SettingsData::overlayPosition, "cursor"}},
-        {"overlayOpacity", Fraction{&SettingsData::overlayOpacity, 0.9F}},
-    }};
-    return table;
-}
-
 SettingsData SettingsStore::load()
 {
     SettingsData settings;
     const auto load = [&settings] {
         const QSettings store = openStore();
-        forEachField([&](const QString& key, const auto& field) {
-            read(store.value(key, toVariant(field.defaultValue)), settings.*field.member);
-        });
+        settings = defaultSettings();
+        forEachEntry(
+            settings, [&](const QString& key, auto& value) { read(store.value(key, toVariant(value)), value); });
         return store.status() != QSettings::AccessError;
     };
     platform::retryWhileInUse(load);
@@ -124,8 +125,7 @@ void SettingsStore::save(const SettingsData& settings)
         makePrivate(store.fileName()); // before the first write: the toolkit itself would let everybody read a new file
         if (!hasRoomBeside(store.fileName()))
             return true; // the toolkit would put a file that a full disk cut short in the place of the old one
-        forEachField(
-            [&](const QString& key, const auto& field) { store.setValue(key, toVariant(settings.*field.member)); });
+        forEachEntry(settings, [&](const QString& key, const auto& value) { store.setValue(key, toVariant(value)); });
         store.sync();
         return store.status() != QSettings::AccessError;
     };

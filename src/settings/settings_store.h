@@ -2,27 +2,7 @@
 
 #include "settings/settings_data.h"
 
-#include <array>
-#include <cstdint>
-#include <string>
-#include <variant>
-
 namespace quillo {
-
-/// One value of the settings file: where it belongs in the record, and what it is when the file does not have it.
-template<typename T> struct SettingsField {
-    T SettingsData::*member;
-    T defaultValue;
-};
-
-struct SettingsEntry {
-    const char* key;
-    std::variant<SettingsField<std::string>, SettingsField<bool>, SettingsField<std::int32_t>, SettingsField<float>>
-        field;
-};
-
-/// The whole settings file, in the order in which it is read and written.
-const std::array<SettingsEntry, 15>& settingsTable();
 
 /// The settings file: the toolkit's per-user INI file of organisation and application "Quillo".
 ///
@@ -34,7 +14,7 @@ public:
     /// the toolkit converts it.
     static SettingsData load();
 
-    /// Writes every entry of the table and leaves foreign ones alone. The file, which holds the keys of the cloud
+    /// Writes every field and leaves foreign ones alone. The file, which holds the keys of the cloud
     /// services as plain text, can be read by its owner only. That it could not be written is not noticed.
     static void save(const SettingsData& settings);
 };

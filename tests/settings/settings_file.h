@@ -11,16 +11,17 @@
 #include <chrono>
 #include <filesystem>
 #include <ostream>
-#include <variant>
 
 namespace quillo {
 
 /// For the reports of failed comparisons.
 inline void PrintTo(const SettingsData& settings, std::ostream* stream)
 {
-    for (const SettingsEntry& entry : settingsTable())
-        std::visit(
-            [&](const auto& field) { *stream << entry.key << '=' << settings.*field.member << "; "; }, entry.field);
+    const auto& s = settings;
+    *stream << s.hotkey << ' ' << s.toggleMode << ' ' << s.maxRecordingMinutes << ' ' << s.inputDeviceId << ' '
+            << s.vadSensitivity << ' ' << s.soundOnStart << ' ' << s.soundOnComplete << ' ' << s.openaiKey << ' '
+            << s.mistralKey << ' ' << s.openaiEnabled << ' ' << s.mistralEnabled << ' ' << s.transcriptionSource << ' '
+            << s.overlayPosition << ' ' << s.theme << ' ' << s.overlayOpacity;
 }
 
 inline const test::PrivateProfile profile;
