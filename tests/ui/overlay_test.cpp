@@ -1,6 +1,5 @@
 #include "ui/overlay/overlay_controller.h"
 #include "ui/overlay/overlay_widget.h"
-#include "ui/overlay/placement.h"
 
 #include "support/top_level.h"
 
@@ -119,13 +118,17 @@ TEST(Overlay, IsOutOfTheUsersWay)
     EXPECT_TRUE(widget.testAttribute(Qt::WA_ShowWithoutActivating));
 }
 
-TEST(OverlayPlacement, CentresInTheAvailableArea)
+TEST(Overlay, IsCentredInTheAvailableArea)
 {
-    EXPECT_EQ(ui::centredAt({0, 0, 1920, 1080}, {200, 56}, 0.5F, 0.1F), QPoint(860, 80));
-    EXPECT_EQ(
-        ui::centredAt({1920, 27, 1366, 741}, {200, 56}, 0.5F, 0.1F), QPoint(2503, 73)); // a second screen under a panel
-    EXPECT_EQ(
-        ui::centredAt({-1280, -200, 1280, 1024}, {233, 56}, 0.5F, 0.1F), QPoint(-756, -126)); // halves are rounded down
+    const std::tuple<QRect, int, QPoint> places[] = {{{0, 0, 1920, 1080}, 200, {860, 80}},
+        {{1920, 27, 1366, 741}, 200, {2503, 73}}, // a second screen under a panel
+        {{-1280, -200, 1280, 1024}, 233, {-756, -126}}}; // halves are rounded down
+    OverlayWidget widget;
+    for (const auto& [available, width, expected] : places) {
+        widget.resize(width, 56);
+        widget.placeWithin(available, 0.5F, 0.1F);
+        EXPECT_EQ(widget.pos(), expected);
+    }
 }
 
 class OverlayControl : public testing::Test {

@@ -1,7 +1,6 @@
 #include "ui/overlay/overlay_controller.h"
 
 #include "ui/overlay/overlay_widget.h"
-#include "ui/overlay/placement.h"
 
 #include <QGuiApplication>
 #include <QScreen>
@@ -54,7 +53,7 @@ void OverlayController::placeAt(float fx, float fy)
 {
     ui::OverlayWidget& widget = impl_->neededWidget();
     if (const QScreen* screen = QGuiApplication::primaryScreen())
-        widget.move(ui::centredAt(screen->availableGeometry(), widget.size(), fx, fy));
+        widget.placeWithin(screen->availableGeometry(), fx, fy);
 }
 
 void OverlayController::setState(OverlayState state)

@@ -90,6 +90,15 @@ OverlayWidget::OverlayWidget()
 
 OverlayWidget::~OverlayWidget() = default;
 
+void OverlayWidget::placeWithin(const QRect& available, float fx, float fy)
+{
+    const auto part = [](int length, float fraction) {
+        return static_cast<int>(static_cast<float>(length) * fraction);
+    };
+    move(available.x() + part(available.width(), fx) - width() / 2,
+        available.y() + part(available.height(), fy) - height() / 2);
+}
+
 void OverlayWidget::setState(OverlayState state)
 {
     state_ = state;

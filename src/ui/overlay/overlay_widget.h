@@ -22,6 +22,9 @@ public:
     OverlayWidget();
     ~OverlayWidget() override;
 
+    /// Centres the pill on the point at these fractions of the width and height of a screen's available area.
+    void placeWithin(const QRect& available, float fx, float fy);
+
     /// Colours and decorations. Every state but Listening sets the level to 0.
     void setState(OverlayState state);
 
