@@ -67,9 +67,7 @@ int main(int argc, char** argv)
     quillo::applyTheme(application);
     quillo::AudioCapture capture;
     capture.initialise(); // as the program has done long before
-    quillo::MicrophoneTab tab;
-    tab.setAudioCapture(&capture);
-    tab.refreshDevices();
+    quillo::MicrophoneTab tab(&capture);
     tab.show();
     settle();
     for (int left = std::stoi(argv[1]); left > 0; --left)

@@ -110,9 +110,7 @@ void meter(const ThreadClock& clock, int rate)
     AudioCapture capture;
     std::unique_ptr<MicrophoneTab> tab;
     bench::onUserInterfaceThread([&] {
-        tab = std::make_unique<MicrophoneTab>();
-        tab->setAudioCapture(&capture);
-        tab->refreshDevices();
+        tab = std::make_unique<MicrophoneTab>(&capture);
         tab->show();
         tab->findChild<QPushButton*>("micTestButton")->click();
     });
@@ -146,8 +144,7 @@ void download(const ThreadClock& clock, const std::string& url)
     const double count = countReports(manager);
     std::unique_ptr<ModelsTab> tab;
     bench::onUserInterfaceThread([&] {
-        tab = std::make_unique<ModelsTab>();
-        tab->populateModels(&manager);
+        tab = std::make_unique<ModelsTab>(&manager, nullptr);
         tab->show();
     });
     std::this_thread::sleep_for(settling);

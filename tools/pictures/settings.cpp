@@ -23,6 +23,7 @@
 #include <QTest>
 #include <QVBoxLayout>
 
+#include <optional>
 #include <vector>
 
 namespace quillo::pictures {
@@ -83,26 +84,27 @@ public:
         installModel("tiny");
         installModel("base");
         models_.setActiveModel("base");
-        dialog_.populateModels(&models_);
-        dialog_.setAudioCapture(&capture_);
-        dialog_.refreshDevices();
+        const auto acceptOpenai = [](const std::string& provider, const std::string&, const auto& done) {
+            done(provider == "openai");
+        };
+        dialog_.emplace(SettingsServices{&models_, &capture_, {}, acceptOpenai}, [] {});
         SettingsData settings;
         settings.hotkey = "Ctrl+Shift+Space";
-        dialog_.setSettings(settings);
-        dialog_.setHistory(someHistory);
-        dialog_.show();
+        dialog_->setSettings(settings);
+        dialog_->setHistory(someHistory);
+        dialog_->show();
     }
 
     QPixmap page(Page page)
     {
         turnTo(page);
         QTest::qWait(150); // lists are laid out a little later
-        return dialog_.grab();
+        return dialog_->grab();
     }
 
     QPixmap pages(const QSize& size)
     {
-        dialog_.resize(size);
+        dialog_->resize(size);
         std::vector<QPixmap> pictures;
         for (const Page each : {Models, Mic, Hotkey, Cloud, History, Style})
             pictures.push_back(page(each));
@@ -135,11 +137,11 @@ public:
         SettingsData settings;
         settings.hotkey = "Win+L";
         settings.toggleMode = true;
-        dialog_.setSettings(settings);
+        dialog_->setSettings(settings);
         pictures.push_back(page(Hotkey));
         test::FakePlatform::instance().setProbeResult(platform::ProbeResult::HeldByAnother);
         settings.hotkey = "Ctrl+Alt+F12";
-        dialog_.setSettings(settings);
+        dialog_->setSettings(settings);
         pictures.push_back(page(Hotkey));
         return sheet(pictures, 3);
     }
@@ -147,8 +149,6 @@ public:
     QPixmap cloudStates()
     {
         turnTo(Cloud);
-        dialog_.setOnCloudTest(
-            [](const std::string& provider, const std::string&, const auto& done) { done(provider == "openai"); });
         for (const char* id : {"openai", "mistral"}) {
             find<QCheckBox>(QString(id) + "EnableBox").setChecked(true);
             find<QLineEdit>(QString(id) + "KeyEdit").setText("sk-a-key-of-the-usual-length-that-is-0123456789");
@@ -162,9 +162,9 @@ public:
     {
         find<QListWidget>("historyList").setCurrentRow(1);
         std::vector pictures{page(History)};
-        dialog_.setHistory(std::vector<HistoryEntry>(500, someHistory[1]));
+        dialog_->setHistory(std::vector<HistoryEntry>(500, someHistory[1]));
         pictures.push_back(page(History));
-        dialog_.setHistory({});
+        dialog_->setHistory({});
         pictures.push_back(page(History));
         return sheet(pictures, 3);
     }
@@ -180,14 +180,14 @@ public:
     }
 
 private:
-    template<typename Widget> Widget& find(const QString& name) { return *dialog_.findChild<Widget*>(name); }
+    template<typename Widget> Widget& find(const QString& name) { return *dialog_->findChild<Widget*>(name); }
 
     void turnTo(Page page) { find<QTabWidget>("settingsTabs").setCurrentIndex(page); }
 
     const test::TemporaryFolder folder_;
     model::ModelManager models_;
     AudioCapture capture_;
-    SettingsDialog dialog_;
+    std::optional<SettingsDialog> dialog_;
 };
 
 QPixmap cardStates()

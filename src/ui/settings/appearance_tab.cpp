@@ -1,7 +1,5 @@
 #include "ui/settings/appearance_tab.h"
 
-#include "ui/settings/widget_values.h"
-
 #include <QComboBox>
 #include <QFormLayout>
 #include <QGroupBox>
@@ -12,19 +10,12 @@
 
 namespace quillo {
 
-AppearanceTab::AppearanceTab(QWidget* parent)
-    : QWidget(parent)
+AppearanceTab::AppearanceTab()
+    : SettingsPage("appearanceTab", "Style")
     , positionCombo_(new QComboBox)
     , opacitySlider_(new QSlider(Qt::Horizontal))
 {
-    setObjectName("appearanceTab");
-    setAccessibleName("Style");
-    auto* const layout = new QVBoxLayout(this);
-    layout->setContentsMargins(16, 16, 16, 16);
-    layout->setSpacing(16);
-    auto* const heading = new QLabel("Appearance");
-    heading->setProperty("class", "heading");
-    layout->addWidget(heading);
+    auto* const layout = makeColumn("Appearance", 16);
     layout->addWidget(buildOverlayBox());
     layout->addStretch();
 }
@@ -65,13 +56,13 @@ QGroupBox* AppearanceTab::buildOverlayBox()
 void AppearanceTab::setSettings(const SettingsData& settings)
 {
     selectData(*positionCombo_, settings.overlayPosition);
-    opacitySlider_->setValue(percentOf(settings.overlayOpacity));
+    showFraction(*opacitySlider_, settings.overlayOpacity);
 }
 
 void AppearanceTab::collectSettings(SettingsData& settings) const
 {
     settings.overlayPosition = selectedData(*positionCombo_);
-    settings.overlayOpacity = static_cast<float>(opacitySlider_->value()) / 100;
+    settings.overlayOpacity = shownFraction(*opacitySlider_);
 }
 
 } // namespace quillo

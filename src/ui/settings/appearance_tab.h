@@ -1,8 +1,6 @@
 #pragma once
 
-#include "settings/settings_data.h"
-
-#include <QWidget>
+#include "ui/settings/settings_page.h"
 
 class QComboBox;
 class QGroupBox;
@@ -11,16 +9,12 @@ class QSlider;
 namespace quillo {
 
 /// The page of the overlay's place and opacity. User-interface thread.
-class AppearanceTab final : public QWidget {
+class AppearanceTab final : public SettingsPage {
 public:
-    explicit AppearanceTab(QWidget* parent = nullptr);
+    AppearanceTab();
 
-    /// A place that is not in the list leaves the selection as it is; the opacity is cut to whole percents and to the
-    /// slider's range.
-    void setSettings(const SettingsData& settings);
-
-    /// Overwrites the fields of this page.
-    void collectSettings(SettingsData& settings) const;
+    void setSettings(const SettingsData& settings) override;
+    void collectSettings(SettingsData& settings) const override;
 
 private:
     QGroupBox* buildOverlayBox();

@@ -1,22 +1,19 @@
 #include "ui/settings/cloud_tab.h"
 
-#include "ui/settings/theme_overrides.h"
-#include "ui/settings/widget_mailbox.h"
-#include "ui/settings/widget_values.h"
+#include "ui/settings/late_calls.h"
+#include "ui/settings/look.h"
 
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTimer>
 #include <QVBoxLayout>
 
 #include <chrono>
-#include <utility>
 
 namespace quillo {
 
@@ -39,7 +36,7 @@ constexpr Service mistralService{"mistral", "Mistral", "Mistral API", "API key..
 /// One cloud service: whether it is used, its key, and a test of the key. User-interface thread.
 class CloudServiceBox final : public QGroupBox {
 public:
-    explicit CloudServiceBox(const Service& service);
+    CloudServiceBox(const Service& service, const CloudTestCallback& onTest);
 
     bool isServiceEnabled() const { return enableBox_->isChecked(); }
     void setServiceEnabled(bool enabled) { enableBox_->setChecked(enabled); }
@@ -47,8 +44,6 @@ public:
     /// Exactly as typed.
     std::string key() const { return keyEdit_->text().toStdString(); }
     void setKey(const std::string& key) { keyEdit_->setText(QString::fromStdString(key)); }
-
-    void setOnTest(CloudTestCallback onTest) { onTest_ = std::move(onTest); }
 
 protected:
     void hideEvent(QHideEvent* event) override;
@@ -68,12 +63,12 @@ private:
     QLineEdit* keyEdit_;
     QPushButton* showButton_;
     QPushButton* testButton_;
-    CloudTestCallback onTest_;
+    const CloudTestCallback onTest_;
     bool testing_ = false;
-    const WidgetMailbox mailbox_{this}; ///< for the results, which come on other threads and at any time
+    const LateCalls lateCalls_; ///< for the results, which come on other threads and at any time
 };
 
-CloudServiceBox::CloudServiceBox(const Service& service)
+CloudServiceBox::CloudServiceBox(const Service& service, const CloudTestCallback& onTest)
     : QGroupBox(service.title)
     , id_(service.id)
     , name_(service.name)
@@ -81,6 +76,7 @@ CloudServiceBox::CloudServiceBox(const Service& service)
     , keyEdit_(new QLineEdit)
     , showButton_(new QPushButton)
     , testButton_(new QPushButton)
+    , onTest_(onTest)
 {
     nameWidgets(service);
     keyEdit_->setPlaceholderText(service.keyHint);
@@ -151,16 +147,14 @@ void CloudServiceBox::startTest()
     testing_ = true;
     testButton_->setEnabled(false);
     setText(testButton_, "...");
-    onTest_(id_, key, [this, address = mailbox_.address()](bool accepted) {
-        address.post([this, accepted] { showResult(accepted); }); // dropped once this box is gone
-    });
+    onTest_(id_, key, lateCalls_.to([this](bool accepted) { showResult(accepted); }));
 }
 
 void CloudServiceBox::showResult(bool accepted)
 {
     testing_ = false;
     setText(testButton_, accepted ? "OK!" : "Fail");
-    testButton_->setStyleSheet(accepted ? "color: #4ade80; font-weight: bold;" : "color: #f87171; font-weight: bold;");
+    testButton_->setStyleSheet(QString("color: %1; font-weight: bold;").arg(accepted ? color::success : color::error));
     testButton_->setEnabled(true);
     QTimer::singleShot(resultShown, this, &CloudServiceBox::showIdle);
 }
@@ -173,18 +167,12 @@ void CloudServiceBox::showIdle()
         testButton_->setEnabled(false);
 }
 
-CloudTab::CloudTab(QWidget* parent)
-    : QWidget(parent)
+CloudTab::CloudTab(const CloudTestCallback& onCloudTest)
+    : SettingsPage("cloudTab", "Cloud")
     , sourceCombo_(new QComboBox)
-    , openai_(new CloudServiceBox(openaiService))
-    , mistral_(new CloudServiceBox(mistralService))
+    , openai_(new CloudServiceBox(openaiService, onCloudTest))
+    , mistral_(new CloudServiceBox(mistralService, onCloudTest))
 {
-    setObjectName("cloudTab");
-    setAccessibleName("Cloud");
-
-    auto* heading = new QLabel("Cloud APIs");
-    heading->setProperty("class", "heading");
-
     sourceCombo_->setObjectName("sourceCombo");
     sourceCombo_->addItem("Local (Whisper) — cloud as fallback", "local");
     sourceCombo_->addItem("OpenAI Whisper API — local as fallback", "openai");
@@ -193,10 +181,7 @@ CloudTab::CloudTab(QWidget* parent)
     auto* form = new QFormLayout(source);
     form->addRow("Primary:", sourceCombo_); // makes the label its buddy
 
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(16, 16, 16, 16);
-    layout->setSpacing(14);
-    layout->addWidget(heading);
+    auto* layout = makeColumn("Cloud APIs", 14);
     layout->addWidget(source);
     layout->addWidget(openai_);
     layout->addWidget(mistral_);
@@ -219,12 +204,6 @@ void CloudTab::collectSettings(SettingsData& settings) const
     settings.openaiEnabled = openai_->isServiceEnabled();
     settings.mistralEnabled = mistral_->isServiceEnabled();
     settings.transcriptionSource = selectedData(*sourceCombo_);
-}
-
-void CloudTab::setOnCloudTest(const CloudTestCallback& onCloudTest)
-{
-    openai_->setOnTest(onCloudTest);
-    mistral_->setOnTest(onCloudTest);
 }
 
 } // namespace quillo

@@ -1,9 +1,7 @@
 #pragma once
 
-#include "settings/settings_data.h"
-#include "ui/settings/settings_callbacks.h"
-
-#include <QWidget>
+#include "ui/settings/settings_page.h"
+#include "ui/settings/settings_services.h"
 
 class QComboBox;
 
@@ -12,17 +10,13 @@ namespace quillo {
 class CloudServiceBox;
 
 /// The page of the cloud services: which source comes first, and their keys. User-interface thread.
-class CloudTab final : public QWidget {
+class CloudTab final : public SettingsPage {
 public:
-    explicit CloudTab(QWidget* parent = nullptr);
+    /// onCloudTest tries a key when the user asks for it.
+    explicit CloudTab(const CloudTestCallback& onCloudTest);
 
-    void setSettings(const SettingsData& settings);
-
-    /// Overwrites the fields of this page.
-    void collectSettings(SettingsData& settings) const;
-
-    /// Tries a key when the user asks for it.
-    void setOnCloudTest(const CloudTestCallback& onCloudTest);
+    void setSettings(const SettingsData& settings) override;
+    void collectSettings(SettingsData& settings) const override;
 
 private:
     QComboBox* sourceCombo_; // the widgets belong to their parents

@@ -1,6 +1,6 @@
 #include "ui/settings/history_tab.h"
 
-#include "ui/settings/theme_overrides.h"
+#include "ui/settings/look.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -19,15 +19,23 @@ namespace quillo {
 
 namespace {
 
-constexpr auto listStyle = "QListWidget { background-color: #1a1b2e; border: 1px solid #363750; "
-                           " border-radius: 6px; color: #e8e8f0; font-size: 13px; }"
-                           "QListWidget::item { padding: 8px 10px; border-bottom: 1px solid #2a2b40; }"
-                           "QListWidget::item:selected { background-color: #2d2e4a; }"
-                           "QListWidget::item:alternate { background-color: #1e1f32; }";
+QString listStyle()
+{
+    return QString("QListWidget { background-color: %1; border: 1px solid %2; "
+                   " border-radius: 6px; color: %3; font-size: 13px; }"
+                   "QListWidget::item { padding: 8px 10px; border-bottom: 1px solid %4; }"
+                   "QListWidget::item:selected { background-color: %5; }"
+                   "QListWidget::item:alternate { background-color: %6; }")
+        .arg(color::window, color::border, color::text, color::rowBorder, color::rowSelected, color::rowAlternate);
+}
 
-constexpr auto clearStyle = "QPushButton { background-color: #7f1d1d; color: #fca5a5; border: none; "
-                            " border-radius: 6px; padding: 6px 16px; font-weight: bold; }"
-                            "QPushButton:hover { background-color: #991b1b; }";
+QString clearStyle()
+{
+    return QString("QPushButton { background-color: %1; color: %2; border: none; "
+                   " border-radius: 6px; padding: 6px 16px; font-weight: bold; }"
+                   "QPushButton:hover { background-color: %3; }")
+        .arg(color::danger, color::dangerText, color::dangerHover);
+}
 
 // Draws the items as the list's style sheet means it.
 class ItemDelegate final : public QStyledItemDelegate {
@@ -75,34 +83,21 @@ QPushButton* makeButton(const char* objectName, const QString& text)
 
 } // namespace
 
-HistoryTab::HistoryTab(QWidget* parent)
-    : QWidget(parent)
+HistoryTab::HistoryTab(std::function<void()> onClearHistory)
+    : SettingsPage("historyTab", "History")
     , historyList_(new QListWidget)
-    , historyCountLabel_(new QLabel)
+    , historyCountLabel_(makeLabel("secondary"))
+    , onClearHistory_(std::move(onClearHistory))
 {
-    setObjectName("historyTab");
-    setAccessibleName("History");
-    auto* const layout = new QVBoxLayout(this);
-    layout->setContentsMargins(16, 16, 16, 12);
-    layout->setSpacing(10);
-
-    auto* const heading = new QLabel("Transcription History");
-    heading->setProperty("class", "heading");
     historyCountLabel_->setObjectName("historyCountLabel");
-    historyCountLabel_->setProperty("class", "secondary");
-    auto* const header = new QHBoxLayout;
-    header->addWidget(heading);
-    header->addStretch();
-    header->addWidget(historyCountLabel_);
-    layout->addLayout(header);
-
+    auto* const layout = makeColumn("Transcription History", 10, 12, historyCountLabel_);
     buildList();
     layout->addWidget(historyList_, 1);
 
     auto* const copy = makeButton("historyCopyButton", "Copy Selected");
     connect(copy, &QPushButton::clicked, this, &HistoryTab::copySelected);
     auto* const clear = makeButton("historyClearButton", "Clear History");
-    clear->setStyleSheet(clearStyle);
+    clear->setStyleSheet(clearStyle());
     connect(clear, &QPushButton::clicked, this, &HistoryTab::clearHistory);
     auto* const buttons = new QHBoxLayout;
     buttons->setSpacing(8);
@@ -119,7 +114,7 @@ void HistoryTab::buildList()
     historyList_->setAccessibleName("Transcription History");
     historyList_->setWordWrap(true);
     historyList_->setAlternatingRowColors(true);
-    historyList_->setStyleSheet(listStyle);
+    historyList_->setStyleSheet(listStyle());
     historyList_->setItemDelegate(new ItemDelegate(historyList_));
     historyList_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff); // a word without end is cut
     historyList_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel); // an item can be taller than the list
@@ -170,13 +165,7 @@ void HistoryTab::clearHistory()
 {
     historyList_->clear();
     showCount();
-    if (onClearHistory_)
-        onClearHistory_();
-}
-
-void HistoryTab::setOnClearHistory(std::function<void()> onClearHistory)
-{
-    onClearHistory_ = std::move(onClearHistory);
+    onClearHistory_();
 }
 
 } // namespace quillo

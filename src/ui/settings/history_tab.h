@@ -1,8 +1,7 @@
 #pragma once
 
 #include "history/history_store.h"
-
-#include <QWidget>
+#include "ui/settings/settings_page.h"
 
 #include <functional>
 #include <vector>
@@ -14,16 +13,14 @@ namespace quillo {
 
 /// The page of past transcriptions, newest first: copies one back to the clipboard, and clears them all.
 /// User-interface thread.
-class HistoryTab final : public QWidget {
+class HistoryTab final : public SettingsPage {
 public:
-    explicit HistoryTab(QWidget* parent = nullptr);
+    /// onClearHistory runs when the user has cleared the history.
+    explicit HistoryTab(std::function<void()> onClearHistory);
 
     /// Replaces what the page shows. Nothing is selected then. Quick also with a full history of long texts: the list
     /// is laid out bit by bit while the user looks at its beginning, and kept when it already shows these entries.
     void setHistory(const std::vector<HistoryEntry>& history);
-
-    /// Runs when the user has cleared the history.
-    void setOnClearHistory(std::function<void()> onClearHistory);
 
 private:
     void buildList();
@@ -34,7 +31,7 @@ private:
 
     QListWidget* historyList_; // the widgets belong to their parents
     QLabel* historyCountLabel_;
-    std::function<void()> onClearHistory_;
+    const std::function<void()> onClearHistory_;
 };
 
 } // namespace quillo

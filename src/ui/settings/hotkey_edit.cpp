@@ -1,6 +1,7 @@
 #include "ui/settings/hotkey_edit.h"
 
 #include "platform/key_event.h"
+#include "ui/settings/look.h"
 
 #include <QFocusEvent>
 #include <QKeyEvent>
@@ -16,7 +17,7 @@ namespace quillo {
 namespace {
 
 constexpr auto normalStyle = "QLineEdit { font-size: 14px; font-weight: bold; }";
-constexpr auto capturingStyle = "QLineEdit { font-size: 14px; font-weight: bold;  border: 2px solid #7c6aef; }";
+constexpr auto capturingStyle = "QLineEdit { font-size: 14px; font-weight: bold;  border: 2px solid %1; }";
 
 bool isModifier(int key)
 {
@@ -62,8 +63,8 @@ QString hotkeyText(const QKeyEvent& event)
 
 } // namespace
 
-HotkeyEdit::HotkeyEdit(QWidget* parent)
-    : QLineEdit(parent)
+HotkeyEdit::HotkeyEdit(std::function<void(const QString& hotkey)> onHotkeyChanged)
+    : onHotkeyChanged_(std::move(onHotkeyChanged))
 {
     setReadOnly(true);
     setAlignment(Qt::AlignCenter);
@@ -72,8 +73,6 @@ HotkeyEdit::HotkeyEdit(QWidget* parent)
     setCursor(Qt::PointingHandCursor);
     setContextMenuPolicy(Qt::NoContextMenu); // it would take the focus away
 }
-
-HotkeyEdit::~HotkeyEdit() = default;
 
 QString HotkeyEdit::hotkey() const
 {
@@ -86,11 +85,6 @@ void HotkeyEdit::setHotkey(const QString& hotkey)
     clearFocus();
 }
 
-void HotkeyEdit::setOnHotkeyChanged(std::function<void(const QString& hotkey)> onHotkeyChanged)
-{
-    onHotkeyChanged_ = std::move(onHotkeyChanged);
-}
-
 void HotkeyEdit::beginCapture()
 {
     if (capturing_)
@@ -99,7 +93,7 @@ void HotkeyEdit::beginCapture()
     capturing_ = true;
     pause_.emplace();
     setText("Press a key combination...");
-    setStyleSheet(capturingStyle);
+    setStyleSheet(QString(capturingStyle).arg(color::accent));
 }
 
 void HotkeyEdit::endCapture(const QString& text)
@@ -179,8 +173,7 @@ void HotkeyEdit::keyPressEvent(QKeyEvent* event)
         return;
     keepFromWindow(event->key());
     setHotkey(captured);
-    if (onHotkeyChanged_)
-        onHotkeyChanged_(captured);
+    onHotkeyChanged_(captured);
 }
 
 void HotkeyEdit::focusInEvent(QFocusEvent* event)

@@ -14,17 +14,14 @@ namespace quillo {
 /// nothing, so that it can be pressed here too. User-interface thread.
 class HotkeyEdit final : public QLineEdit {
 public:
-    explicit HotkeyEdit(QWidget* parent = nullptr);
-    ~HotkeyEdit() override;
+    /// onHotkeyChanged receives each hotkey that the user pressed.
+    explicit HotkeyEdit(std::function<void(const QString& hotkey)> onHotkeyChanged);
 
     /// The hotkey as last shown, also while the field waits for another.
     QString hotkey() const;
 
     /// Shows another hotkey. The field stops waiting and gives up the focus.
     void setHotkey(const QString& hotkey);
-
-    /// Receives each hotkey that the user pressed.
-    void setOnHotkeyChanged(std::function<void(const QString& hotkey)> onHotkeyChanged);
 
     /// Asks for a combination, unless it does so already.
     void beginCapture();
@@ -47,7 +44,7 @@ private:
     int heldKey_ = 0; ///< has ended the wait and is not known to be up again; 0: none
     std::optional<HotkeyManager::Pause> pause_; ///< while it waits
     QString previousText_; ///< what was shown before
-    std::function<void(const QString&)> onHotkeyChanged_;
+    const std::function<void(const QString&)> onHotkeyChanged_;
 };
 
 } // namespace quillo

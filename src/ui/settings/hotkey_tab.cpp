@@ -2,6 +2,7 @@
 
 #include "hotkey/hotkey_availability.h"
 #include "ui/settings/hotkey_edit.h"
+#include "ui/settings/look.h"
 
 #include <QButtonGroup>
 #include <QGroupBox>
@@ -13,25 +14,16 @@
 
 namespace quillo {
 
-HotkeyTab::HotkeyTab(QWidget* parent)
-    : QWidget(parent)
-    , hotkeyEdit_(new HotkeyEdit)
+HotkeyTab::HotkeyTab()
+    : SettingsPage("hotkeyTab", "Hotkey")
+    , hotkeyEdit_(new HotkeyEdit([this](const QString& hotkey) { updateHotkeyWarning(hotkey); }))
     , hotkeyWarning_(new QLabel)
     , pushToTalkButton_(new QRadioButton("Push-to-talk (hold hotkey to record)"))
     , toggleButton_(new QRadioButton("Toggle (press to start, press again to stop)"))
     , maxDurationLabel_(new QLabel("Max recording duration:"))
     , maxDurationSpinBox_(new QSpinBox)
 {
-    setObjectName("hotkeyTab");
-    setAccessibleName("Hotkey");
-
-    auto* heading = new QLabel("Hotkey");
-    heading->setProperty("class", "heading");
-
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(16, 16, 16, 16);
-    layout->setSpacing(16);
-    layout->addWidget(heading);
+    auto* layout = makeColumn("Hotkey", 16);
     layout->addWidget(buildHotkeyGroup());
     layout->addWidget(buildModeGroup());
     layout->addStretch(1);
@@ -41,7 +33,6 @@ QGroupBox* HotkeyTab::buildHotkeyGroup()
 {
     hotkeyEdit_->setObjectName("hotkeyEdit");
     hotkeyEdit_->setAccessibleName("Activation hotkey");
-    hotkeyEdit_->setOnHotkeyChanged([this](const QString& hotkey) { updateHotkeyWarning(hotkey); });
     hotkeyWarning_->setObjectName("hotkeyWarning");
     hotkeyWarning_->setWordWrap(true);
     hotkeyWarning_->hide();
@@ -104,9 +95,10 @@ void HotkeyTab::collectSettings(SettingsData& settings) const
 // Shows under the field whether the combination can be expected to work.
 void HotkeyTab::updateHotkeyWarning(const QString& hotkey)
 {
-    const auto warn = [this](const char* text, const char* styleSheet) {
+    const auto warn = [this](const char* text, const char* color) {
         hotkeyWarning_->setText(text);
-        hotkeyWarning_->setStyleSheet(styleSheet);
+        hotkeyWarning_->setStyleSheet(
+            QString("color: %1; font-size: 12px; padding: 4px 0; background: transparent;").arg(color));
         hotkeyWarning_->show();
         hotkeyEdit_->setAccessibleDescription(text);
     };
@@ -116,12 +108,10 @@ void HotkeyTab::updateHotkeyWarning(const QString& hotkey)
         hotkeyEdit_->setAccessibleDescription({});
         break;
     case HotkeyStatus::ReservedBySystem:
-        warn("⚠ This key combination is reserved by Windows and cannot be used.",
-            "color: #f87171; font-size: 12px; padding: 4px 0; background: transparent;");
+        warn("⚠ This key combination is reserved by Windows and cannot be used.", color::error);
         break;
     case HotkeyStatus::RegisteredElsewhere:
-        warn("⚠ This key combination may be registered by another application.",
-            "color: #fbbf24; font-size: 12px; padding: 4px 0; background: transparent;");
+        warn("⚠ This key combination may be registered by another application.", color::warning);
         break;
     }
 }

@@ -1,8 +1,6 @@
 #pragma once
 
-#include "settings/settings_data.h"
-
-#include <QWidget>
+#include "ui/settings/settings_page.h"
 
 class QGroupBox;
 class QLabel;
@@ -14,14 +12,14 @@ namespace quillo {
 class HotkeyEdit;
 
 /// The page of the hotkey: combination, mode and longest recording. User-interface thread.
-class HotkeyTab final : public QWidget {
+class HotkeyTab final : public SettingsPage {
 public:
-    explicit HotkeyTab(QWidget* parent = nullptr);
+    HotkeyTab();
 
-    void setSettings(const SettingsData& settings);
+    void setSettings(const SettingsData& settings) override;
 
-    /// Overwrites the fields of this page. While a combination is awaited, the hotkey is the one from before.
-    void collectSettings(SettingsData& settings) const;
+    /// While a combination is awaited, the hotkey is the one from before.
+    void collectSettings(SettingsData& settings) const override;
 
 private:
     QGroupBox* buildHotkeyGroup();

@@ -1,8 +1,7 @@
 #include "ui/settings/microphone_tab.h"
 
 #include "audio/audio_capture.h"
-#include "ui/settings/theme_overrides.h"
-#include "ui/settings/widget_values.h"
+#include "ui/settings/look.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -26,30 +25,19 @@ constexpr std::chrono::milliseconds decayInterval(50);
 constexpr int decayStep = 2;
 constexpr int noLevel = -1;
 
-constexpr auto idleColor = "#7a7a90";
-constexpr auto runningColor = "#4ade80";
-constexpr auto errorColor = "#f87171";
-
 constexpr auto idleText = "Click to test your microphone";
 
-constexpr auto micTestButtonStyle = "QPushButton { background-color: #7c6aef; color: #ffffff; border: none; "
-                                    " border-radius: 6px; padding: 6px 20px; font-size: 13px; font-weight: bold; }"
-                                    "QPushButton:hover { background-color: #6b58de; }"
-                                    "QPushButton:pressed { background-color: #5a48cd; }"
-                                    "QPushButton:checked { background-color: #e04040; }"
-                                    "QPushButton:checked:hover { background-color: #d03030; }";
-
-QLabel* makeLabel(const QString& text, const char* styleClass)
+QString micTestButtonStyle()
 {
-    auto* label = new QLabel(text);
-    label->setProperty("class", styleClass);
-    return label;
+    return primaryButtonStyle(6, 13)
+        + QString("QPushButton:checked { background-color: %1; }QPushButton:checked:hover { background-color: %2; }")
+              .arg(color::stop, color::stopHover);
 }
 
 } // namespace
 
-MicrophoneTab::MicrophoneTab(QWidget* parent)
-    : QWidget(parent)
+MicrophoneTab::MicrophoneTab(AudioCapture* audioCapture)
+    : SettingsPage("microphoneTab", "Mic")
     , deviceCombo_(new QComboBox)
     , refreshButton_(new QPushButton("Refresh"))
     , micTestButton_(new QPushButton("Test Microphone"))
@@ -60,14 +48,9 @@ MicrophoneTab::MicrophoneTab(QWidget* parent)
     , soundOnCompleteCheck_(new QCheckBox("Play sound when text is pasted"))
     , meterDecayTimer_(new QTimer(this))
     , levelTimer_(new QTimer(this))
+    , audioCapture_(audioCapture)
 {
-    setObjectName("microphoneTab");
-    setAccessibleName("Mic");
-
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(16, 16, 16, 16);
-    layout->setSpacing(14);
-    layout->addWidget(makeLabel("Microphone", "heading"));
+    auto* layout = makeColumn("Microphone", 14);
     layout->addWidget(buildDeviceGroup());
     layout->addWidget(buildTestGroup());
     layout->addWidget(buildVadGroup());
@@ -80,7 +63,8 @@ MicrophoneTab::MicrophoneTab(QWidget* parent)
     levelTimer_->setObjectName("levelTimer");
     levelTimer_->setInterval(levelInterval);
     connect(levelTimer_, &QTimer::timeout, this, &MicrophoneTab::showLevel);
-    showMicStatus(idleText, idleColor);
+    showMicStatus(idleText, color::faintText);
+    refreshDevices();
 }
 
 MicrophoneTab::~MicrophoneTab()
@@ -116,7 +100,7 @@ QWidget* MicrophoneTab::buildTestGroup()
     micTestButton_->setObjectName("micTestButton");
     micTestButton_->setCheckable(true);
     fixHeight(micTestButton_, 36);
-    micTestButton_->setStyleSheet(micTestButtonStyle);
+    micTestButton_->setStyleSheet(micTestButtonStyle());
     connect(micTestButton_, &QPushButton::toggled, this, [this](bool checked) {
         if (checked)
             startMicTest();
@@ -156,9 +140,9 @@ QWidget* MicrophoneTab::buildVadGroup()
     auto* layout = new QVBoxLayout(group);
     auto* row = new QHBoxLayout;
     layout->addLayout(row);
-    row->addWidget(makeLabel("Sensitive", "secondary"));
+    row->addWidget(makeLabel("secondary", "Sensitive"));
     row->addWidget(vadSlider_, 1);
-    row->addWidget(makeLabel("Aggressive", "secondary"));
+    row->addWidget(makeLabel("secondary", "Aggressive"));
     return group;
 }
 
@@ -180,7 +164,7 @@ void MicrophoneTab::setSettings(const SettingsData& settings)
 {
     soundOnStartCheck_->setChecked(settings.soundOnStart);
     soundOnCompleteCheck_->setChecked(settings.soundOnComplete);
-    vadSlider_->setValue(percentOf(settings.vadSensitivity));
+    showFraction(*vadSlider_, settings.vadSensitivity);
     selectData(*deviceCombo_, audioCapture_ ? audioCapture_->listedId(settings.inputDeviceId) : settings.inputDeviceId);
     testShownDevice();
 }
@@ -188,15 +172,9 @@ void MicrophoneTab::setSettings(const SettingsData& settings)
 void MicrophoneTab::collectSettings(SettingsData& settings) const
 {
     settings.inputDeviceId = selectedData(*deviceCombo_);
-    settings.vadSensitivity = static_cast<float>(vadSlider_->value()) / 100.0F;
+    settings.vadSensitivity = shownFraction(*vadSlider_);
     settings.soundOnStart = soundOnStartCheck_->isChecked();
     settings.soundOnComplete = soundOnCompleteCheck_->isChecked();
-}
-
-void MicrophoneTab::setAudioCapture(AudioCapture* audioCapture)
-{
-    micTestButton_->setChecked(false);
-    audioCapture_ = audioCapture;
 }
 
 void MicrophoneTab::refreshDevices()
@@ -237,7 +215,7 @@ void MicrophoneTab::startMicTest()
     if (!audioCapture_->startTest(testedDevice_, [this](int level) { latestLevel_ = level; }))
         return failMicTest("Failed to open audio device");
     micTestButton_->setText("Stop Test");
-    showMicStatus("Speak into your microphone...", runningColor);
+    showMicStatus("Speak into your microphone...", color::success);
     meterDecayTimer_->start();
     levelTimer_->start();
 }
@@ -251,20 +229,20 @@ void MicrophoneTab::stopMicTest()
     levelTimer_->stop();
     levelMeter_->setValue(0);
     micTestButton_->setText("Test Microphone");
-    showMicStatus(idleText, idleColor);
+    showMicStatus(idleText, color::faintText);
 }
 
 void MicrophoneTab::failMicTest(const QString& reason)
 {
     micTestButton_->setChecked(false); // resets the page, so it comes before the message
-    showMicStatus(reason, errorColor);
+    showMicStatus(reason, color::error);
 }
 
-void MicrophoneTab::showMicStatus(const QString& text, const QString& color)
+void MicrophoneTab::showMicStatus(const QString& text, const char* color)
 {
     micStatusLabel_->setText(text);
     micTestButton_->setAccessibleDescription(text);
-    micStatusLabel_->setStyleSheet(QString("color: %1; font-size: 11px; background: transparent;").arg(color));
+    micStatusLabel_->setStyleSheet(textStyle(color));
 }
 
 void MicrophoneTab::showLevel()

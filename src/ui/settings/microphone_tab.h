@@ -1,8 +1,6 @@
 #pragma once
 
-#include "settings/settings_data.h"
-
-#include <QWidget>
+#include "ui/settings/settings_page.h"
 
 #include <atomic>
 #include <string>
@@ -23,22 +21,14 @@ class AudioCapture;
 ///
 /// The test listens to the device that the page shows, saved or not, and follows it to another. It ends when the page
 /// is no longer seen: with its window closed or minimised, or another page in front.
-class MicrophoneTab final : public QWidget {
+class MicrophoneTab final : public SettingsPage {
 public:
-    explicit MicrophoneTab(QWidget* parent = nullptr);
+    /// audioCapture is where the devices and the test come from: not owned, may be null, must outlive the page.
+    explicit MicrophoneTab(AudioCapture* audioCapture);
     ~MicrophoneTab() override; ///< ends the test
 
-    void setSettings(const SettingsData& settings);
-
-    /// Overwrites the fields of this page.
-    void collectSettings(SettingsData& settings) const;
-
-    /// Where the devices and the test come from: not owned, may be null. Ends a test. To be followed by
-    /// refreshDevices().
-    void setAudioCapture(AudioCapture* audioCapture);
-
-    /// Fills the list of devices with those that are known, with the system's default selected.
-    void refreshDevices();
+    void setSettings(const SettingsData& settings) override;
+    void collectSettings(SettingsData& settings) const override;
 
 protected:
     void hideEvent(QHideEvent* event) override;
@@ -49,12 +39,13 @@ private:
     QWidget* buildVadGroup();
     QWidget* buildSoundGroup();
 
+    void refreshDevices();
     void rereadDevices();
     void testShownDevice();
     void startMicTest();
     void stopMicTest();
     void failMicTest(const QString& reason);
-    void showMicStatus(const QString& text, const QString& color);
+    void showMicStatus(const QString& text, const char* color);
     void showLevel();
     void decayMeter();
 
@@ -70,7 +61,7 @@ private:
     QTimer* meterDecayTimer_;
     QTimer* levelTimer_;
 
-    AudioCapture* audioCapture_ = nullptr;
+    AudioCapture* const audioCapture_;
     std::string testedDevice_; ///< its identifier, while a test runs
     std::atomic<int> latestLevel_ = -1; ///< heard but not shown yet; -1: none
 };

@@ -1,6 +1,6 @@
 #include "ui/settings/model_card_widget.h"
 
-#include "ui/settings/theme_overrides.h"
+#include "ui/settings/look.h"
 
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -19,38 +19,57 @@ using model::ModelStatus;
 
 namespace {
 
-constexpr auto cardStyle = "#modelCard {  background-color: #242538;  border: 1px solid #363750;  border-radius: 8px;}"
-                           "#modelCard:hover {  border-color: #4a4b66;}";
-constexpr auto nameStyle = "font-size: 14px; font-weight: bold; color: #e8e8f0; background: transparent;";
-constexpr auto recommendedStyle = "background-color: #3a3020;color: #fbbf24;font-size: 9px;font-weight: bold;"
-                                  "padding: 2px 6px;border-radius: 3px;border: 1px solid #5a4a20;";
-constexpr auto sizeStyle = "color: #9494a8; font-size: 12px; background: transparent;";
-constexpr auto descriptionStyle = "color: #7a7a90; font-size: 11px; background: transparent;";
-constexpr auto rowStyle = "background: transparent;";
-constexpr auto progressBarStyle = "QProgressBar { background-color: #1a1b2e; border: none; border-radius: 3px;"
-                                  " min-height: 6px; max-height: 6px; }"
-                                  "QProgressBar::chunk { background-color: #7c6aef; border-radius: 3px; }";
-constexpr auto progressLabelStyle = "color: #9494a8; font-size: 11px; background: transparent;";
-constexpr auto downloadStyle = "QPushButton { background-color: #7c6aef; color: #ffffff; border: none; "
-                               " border-radius: 6px; padding: 4px 20px; font-size: 12px; font-weight: bold; }"
-                               "QPushButton:hover { background-color: #6b58de; }"
-                               "QPushButton:pressed { background-color: #5a48cd; }";
-constexpr auto setActiveStyle = "QPushButton { background-color: #1a3a2a; color: #4ade80; border: 1px solid #2a5a3a; "
-                                " border-radius: 6px; padding: 4px 16px; font-size: 12px; font-weight: bold; }"
-                                "QPushButton:hover { background-color: #1f4a32; border-color: #4ade80; }";
-constexpr auto deleteStyle = "QPushButton { background-color: transparent; color: #f87171; border: 1px solid #5a2020; "
-                             " border-radius: 6px; padding: 4px 16px; font-size: 12px; }"
-                             "QPushButton:hover { background-color: #2a1515; border-color: #f87171; }"
-                             "QPushButton:disabled { color: #5a3535; border-color: #3a1818; }";
-constexpr auto badgeStyle = "background-color: %1; color: %2; font-size: 10px;font-weight: bold;"
-                            " padding: 1px 8px; border-radius: 3px;%3";
+QString cardStyle()
+{
+    return QString("#modelCard {  background-color: %1;  border: 1px solid %2;  border-radius: 8px;}"
+                   "#modelCard:hover {  border-color: %3;}")
+        .arg(color::card, color::border, color::borderHover);
+}
+
+QString nameStyle()
+{
+    return QString("font-size: 14px; font-weight: bold; color: %1; background: transparent;").arg(color::text);
+}
+
+QString recommendedStyle()
+{
+    return QString("background-color: %1;color: %2;font-size: 9px;font-weight: bold;"
+                   "padding: 2px 6px;border-radius: 3px;border: 1px solid %3;")
+        .arg(color::warningBackground, color::warning, color::warningBorder);
+}
+
+QString progressBarStyle()
+{
+    return QString("QProgressBar { background-color: %1; border: none; border-radius: 3px;"
+                   " min-height: 6px; max-height: 6px; }"
+                   "QProgressBar::chunk { background-color: %2; border-radius: 3px; }")
+        .arg(color::window, color::accent);
+}
+
+QString setActiveStyle()
+{
+    return QString("QPushButton { background-color: %1; color: %2; border: 1px solid %3; "
+                   " border-radius: 6px; padding: 4px 16px; font-size: 12px; font-weight: bold; }"
+                   "QPushButton:hover { background-color: %4; border-color: %2; }")
+        .arg(color::successBackground, color::success, color::successBorder, color::successHover);
+}
+
+QString deleteStyle()
+{
+    return QString("QPushButton { background-color: transparent; color: %1; border: 1px solid %2; "
+                   " border-radius: 6px; padding: 4px 16px; font-size: 12px; }"
+                   "QPushButton:hover { background-color: %3; border-color: %1; }"
+                   "QPushButton:disabled { color: %4; border-color: %5; }")
+        .arg(
+            color::error, color::errorBorder, color::errorBackground, color::errorDisabled, color::errorDisabledBorder);
+}
 
 /// How a card looks in one state, and which of its parts are there.
 struct StateLook {
     const char* badge;
     const char* background;
     const char* color;
-    const char* border;
+    bool framed;
     bool progress;
     bool download;
     bool setActive;
@@ -60,16 +79,16 @@ struct StateLook {
 const StateLook& lookOf(ModelStatus status)
 {
     static constexpr std::array<StateLook, 5> looks{{
-        {"Not Downloaded", "#2a2b3e", "#7a7a90", "", false, true, false, false},
-        {"Downloading...", "#1e2040", "#7c6aef", "", true, false, false, false},
-        {"Downloaded", "#1e2040", "#60a5fa", "", false, false, true, true},
-        {"Active", "#1a3a2a", "#4ade80", "border: 1px solid #2a5a3a;", false, false, false, true},
-        {"Error", "#2a1515", "#f87171", "", false, true, false, false},
+        {"Not Downloaded", color::neutralBackground, color::faintText, false, false, true, false, false},
+        {"Downloading...", color::accentBackground, color::accent, false, true, false, false, false},
+        {"Downloaded", color::accentBackground, color::information, false, false, false, true, true},
+        {"Active", color::successBackground, color::success, true, false, false, false, true},
+        {"Error", color::errorBackground, color::error, false, false, true, false, false},
     }};
     return looks.at(static_cast<std::size_t>(status));
 }
 
-QLabel* makeLabel(const char* objectName, const QString& text, const char* style, QWidget* parent)
+QLabel* makeCardLabel(const char* objectName, const QString& text, const QString& style, QWidget* parent)
 {
     auto* const label = new QLabel(text, parent);
     label->setObjectName(objectName);
@@ -101,12 +120,12 @@ ModelCardWidget::ModelCardWidget(ModelCardData model, QWidget* parent)
     setObjectName("modelCard");
     setAccessibleName(QString::fromStdString(model_.name));
     setFrameShape(QFrame::StyledPanel);
-    setStyleSheet(cardStyle);
+    setStyleSheet(cardStyle());
     auto* const rows = new QVBoxLayout(this);
     rows->setContentsMargins(16, 12, 16, 12);
     rows->setSpacing(4);
-    auto* const description =
-        makeLabel("descriptionLabel", QString::fromStdString(model_.description), descriptionStyle, this);
+    auto* const description = makeCardLabel(
+        "descriptionLabel", QString::fromStdString(model_.description), textStyle(color::faintText), this);
     description->setWordWrap(true);
     rows->addLayout(buildHeader());
     rows->addWidget(description);
@@ -123,14 +142,14 @@ QLayout* ModelCardWidget::buildHeader()
 {
     auto* const row = new QHBoxLayout;
     row->setSpacing(8);
-    row->addWidget(makeLabel("nameLabel", QString::fromStdString(model_.name), nameStyle, this));
+    row->addWidget(makeCardLabel("nameLabel", QString::fromStdString(model_.name), nameStyle(), this));
     if (model_.recommended) {
-        auto* const badge = makeLabel("recommendedBadge", "RECOMMENDED", recommendedStyle, this);
+        auto* const badge = makeCardLabel("recommendedBadge", "RECOMMENDED", recommendedStyle(), this);
         badge->setFixedHeight(18);
         row->addWidget(badge);
     }
     row->addStretch();
-    row->addWidget(makeLabel("sizeLabel", formatSize(model_.sizeBytes), sizeStyle, this));
+    row->addWidget(makeCardLabel("sizeLabel", formatSize(model_.sizeBytes), textStyle(color::secondaryText, 12), this));
     return row;
 }
 
@@ -150,15 +169,15 @@ QWidget* ModelCardWidget::buildProgress()
 {
     progressRow_ = new QWidget(this);
     progressRow_->setObjectName("progressRow");
-    progressRow_->setStyleSheet(rowStyle);
+    progressRow_->setStyleSheet("background: transparent;");
     progressBar_ = new QProgressBar(progressRow_);
     progressBar_->setObjectName("progressBar");
     progressBar_->setAccessibleName(QString("Download of %1").arg(accessibleName()));
     progressBar_->setRange(0, 100);
     progressBar_->setTextVisible(false);
     progressBar_->setFixedHeight(6);
-    progressBar_->setStyleSheet(progressBarStyle);
-    progressLabel_ = makeLabel("progressLabel", {}, progressLabelStyle, progressRow_);
+    progressBar_->setStyleSheet(progressBarStyle());
+    progressLabel_ = makeCardLabel("progressLabel", {}, textStyle(color::secondaryText), progressRow_);
     progressLabel_->setFixedWidth(40);
     auto* const row = new QHBoxLayout(progressRow_);
     row->setContentsMargins(0, 2, 0, 2);
@@ -172,11 +191,11 @@ QWidget* ModelCardWidget::buildButtons()
 {
     auto* const buttons = new QWidget(this);
     buttons->setObjectName("buttonRow");
-    buttons->setStyleSheet(rowStyle);
+    buttons->setStyleSheet("background: transparent;");
     auto* const row = new QHBoxLayout(buttons);
     row->setContentsMargins(0, 4, 0, 0);
     row->setSpacing(8);
-    const auto add = [&](const char* objectName, const QString& text, const char* style) {
+    const auto add = [&](const char* objectName, const QString& text, const QString& style) {
         auto* const button = new QPushButton(text, buttons);
         button->setObjectName(objectName);
         button->setAccessibleName(text + ' ' + accessibleName());
@@ -185,9 +204,9 @@ QWidget* ModelCardWidget::buildButtons()
         row->addWidget(button);
         return button;
     };
-    downloadButton_ = add("downloadButton", "Download", downloadStyle);
-    setActiveButton_ = add("setActiveButton", "Set Active", setActiveStyle);
-    deleteButton_ = add("deleteButton", "Delete", deleteStyle);
+    downloadButton_ = add("downloadButton", "Download", primaryButtonStyle(4, 12));
+    setActiveButton_ = add("setActiveButton", "Set Active", setActiveStyle());
+    deleteButton_ = add("deleteButton", "Delete", deleteStyle());
     row->addStretch();
     separateToolTip(deleteButton_);
     connect(
@@ -215,7 +234,10 @@ void ModelCardWidget::showStatus()
     const StateLook& look = lookOf(model_.status);
     statusBadge_->setText(QString("  %1  ").arg(look.badge));
     statusBadge_->setAccessibleName(look.badge);
-    statusBadge_->setStyleSheet(QString(badgeStyle).arg(look.background, look.color, look.border));
+    statusBadge_->setStyleSheet(QString("background-color: %1; color: %2; font-size: 10px;font-weight: bold;"
+                                        " padding: 1px 8px; border-radius: 3px;")
+                                    .arg(look.background, look.color)
+        + (look.framed ? QString("border: 1px solid %1;").arg(color::successBorder) : QString()));
     const bool isActive = model_.status == ModelStatus::Active;
     const std::array<std::pair<QWidget*, bool>, 4> parts{{{progressRow_, look.progress},
         {downloadButton_, look.download}, {setActiveButton_, look.setActive}, {deleteButton_, look.remove}}};

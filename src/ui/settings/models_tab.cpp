@@ -1,8 +1,8 @@
 #include "ui/settings/models_tab.h"
 
 #include "model/model_manager.h"
+#include "ui/settings/look.h"
 #include "ui/settings/model_card_widget.h"
-#include "ui/settings/theme_overrides.h"
 
 #include <QDesktopServices>
 #include <QHBoxLayout>
@@ -52,39 +52,24 @@ private:
     std::map<std::string, int> passed_; // last percentage of each running download
 };
 
-ModelsTab::ModelsTab(QWidget* parent)
-    : QWidget(parent)
+ModelsTab::ModelsTab(model::ModelManager* modelManager, ActiveModelCallback onActiveModelChanged)
+    : SettingsPage("modelsTab", "Models")
     , reportFilter_(std::make_shared<ReportFilter>())
+    , onActiveModelChanged_(std::move(onActiveModelChanged))
+    , diskUsageLabel_(makeLabel("secondary"))
 {
-    setObjectName("modelsTab");
-    setAccessibleName("Models");
     auto* const separator = new QFrame;
     separator->setObjectName("modelsSeparator");
     separator->setFrameShape(QFrame::HLine);
     fixHeight(separator, 1);
-    separator->setStyleSheet("background-color: #363750;");
+    separator->setStyleSheet(QString("background-color: %1;").arg(color::border));
+    diskUsageLabel_->setObjectName("diskUsageLabel");
 
-    auto* const layout = new QVBoxLayout(this);
-    layout->setContentsMargins(16, 16, 16, 12);
-    layout->setSpacing(10);
-    layout->addLayout(buildHeader());
+    auto* const layout = makeColumn("Whisper Models", 10, 12, diskUsageLabel_);
     layout->addWidget(buildCards(), 1);
     layout->addWidget(separator);
     layout->addLayout(buildFooter());
-}
-
-QLayout* ModelsTab::buildHeader()
-{
-    auto* const heading = new QLabel("Whisper Models");
-    heading->setProperty("class", "heading");
-    diskUsageLabel_ = new QLabel;
-    diskUsageLabel_->setObjectName("diskUsageLabel");
-    diskUsageLabel_->setProperty("class", "secondary");
-    auto* const row = new QHBoxLayout;
-    row->addWidget(heading);
-    row->addStretch();
-    row->addWidget(diskUsageLabel_);
-    return row;
+    populateModels(modelManager);
 }
 
 QWidget* ModelsTab::buildCards()
@@ -107,11 +92,10 @@ QWidget* ModelsTab::buildCards()
 
 QLayout* ModelsTab::buildFooter()
 {
-    modelsPathLabel_ = new QLabel;
+    modelsPathLabel_ = makeLabel("secondary");
     modelsPathLabel_->setObjectName("modelsPathLabel");
     modelsPathLabel_->setAccessibleName("Models folder");
-    modelsPathLabel_->setProperty("class", "secondary");
-    modelsPathLabel_->setStyleSheet("color: #7a7a90; font-size: 11px; background: transparent;");
+    modelsPathLabel_->setStyleSheet(textStyle(color::faintText));
     modelsPathLabel_->setTextFormat(Qt::PlainText);
     modelsPathLabel_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     // The text follows the width, never the other way round; there is none before the first layout.
@@ -210,23 +194,18 @@ void ModelsTab::onModelProgress(const std::string& id, ModelStatus status, int p
     }
 }
 
-void ModelsTab::setOnActiveModelChanged(ActiveModelCallback onActiveModelChanged)
-{
-    onActiveModelChanged_ = std::move(onActiveModelChanged);
-}
-
 void ModelsTab::download(const std::string& id)
 {
     if (!modelManager_)
         return;
     onModelProgress(id, ModelStatus::Downloading, 0); // at once: the server may be slow to answer
     reportFilter_->renew();
-    const auto report = [this, address = mailbox_.address(), filter = reportFilter_, id](
-                            const model::ModelInfo& info, int percent) {
-        if (filter->passes(id, info.status, percent)) // `this` is touched only by what is posted
-            address.post([this, id, status = info.status, percent] { onModelProgress(id, status, percent); });
-    };
-    modelManager_->downloadModel(id, report);
+    const auto show =
+        lateCalls_.to([this, id](ModelStatus status, int percent) { onModelProgress(id, status, percent); });
+    modelManager_->downloadModel(id, [show, filter = reportFilter_](const model::ModelInfo& info, int percent) {
+        if (filter->passes(info.id, info.status, percent))
+            show(info.status, percent);
+    });
 }
 
 void ModelsTab::setActive(const std::string& id)

@@ -1,11 +1,9 @@
 #pragma once
 
 #include "model/catalogue.h"
-#include "ui/settings/settings_callbacks.h"
-#include "ui/settings/widget_mailbox.h"
-
-#include <QString>
-#include <QWidget>
+#include "ui/settings/late_calls.h"
+#include "ui/settings/settings_page.h"
+#include "ui/settings/settings_services.h"
 
 #include <memory>
 #include <string>
@@ -16,9 +14,6 @@ class QVBoxLayout;
 
 namespace quillo {
 
-namespace model {
-class ModelManager;
-}
 namespace ui {
 class ModelCardWidget;
 }
@@ -26,9 +21,9 @@ class ModelCardWidget;
 /// The page of the speech models: which there are, their download, choice and removal, one card for each.
 ///
 /// User-interface thread. A download that is under way when the page goes runs on, unseen.
-class ModelsTab final : public QWidget {
+class ModelsTab final : public SettingsPage {
 public:
-    explicit ModelsTab(QWidget* parent = nullptr);
+    ModelsTab(model::ModelManager* modelManager, ActiveModelCallback onActiveModelChanged);
 
     /// Makes all cards afresh. The manager is not owned and must outlive the page; null leaves everything as it is and
     /// makes the buttons do nothing. Not from one of the page's own callbacks.
@@ -42,15 +37,12 @@ public:
     /// Shows how a download stands.
     void onModelProgress(const std::string& id, model::ModelStatus status, int percent);
 
-    void setOnActiveModelChanged(ActiveModelCallback onActiveModelChanged);
-
 protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
     class ReportFilter;
 
-    QLayout* buildHeader();
     QWidget* buildCards();
     QLayout* buildFooter();
     void addCard(const model::ModelInfo& model, bool recommended);
@@ -61,10 +53,10 @@ private:
     void openFolder() const;
 
     model::ModelManager* modelManager_ = nullptr;
-    const WidgetMailbox mailbox_{this}; ///< for the reports of downloads, which come on threads of their own
+    const LateCalls lateCalls_; ///< for the reports of downloads, which come on threads of their own
     const std::shared_ptr<ReportFilter> reportFilter_; ///< shared with the downloads
-    ActiveModelCallback onActiveModelChanged_;
-    QLabel* diskUsageLabel_ = nullptr; // the widgets belong to their parents
+    const ActiveModelCallback onActiveModelChanged_;
+    QLabel* diskUsageLabel_; // the widgets belong to their parents
     QWidget* cardsContainer_ = nullptr;
     QVBoxLayout* cardsLayout_ = nullptr;
     std::vector<ui::ModelCardWidget*> modelCards_; ///< in the order shown

@@ -14,13 +14,10 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
-#include <utility>
-
 namespace quillo {
 
-SettingsDialog::SettingsDialog(QWidget* parent)
-    : QDialog(parent)
-    , tabs_(new QTabWidget)
+SettingsDialog::SettingsDialog(const SettingsServices& services, const std::function<void()>& onApply)
+    : tabs_(new QTabWidget)
 {
     setObjectName("settingsDialog");
     setWindowTitle("Quillo Settings");
@@ -34,57 +31,54 @@ SettingsDialog::SettingsDialog(QWidget* parent)
     tabs_->setAccessibleName("Settings");
     tabs_->setDocumentMode(true);
     tabs_->tabBar()->setDrawBase(false); // a white line under the dark style
-    buildModelsTab();
-    buildMicTab();
+    buildModelsTab(services);
+    buildMicTab(services);
     buildHotkeyTab();
-    buildCloudTab();
+    buildCloudTab(services);
     buildHistoryTab();
     buildAppearanceTab();
     layout->addWidget(tabs_, 1);
-    layout->addWidget(buildButtonBar(), 0);
+    layout->addWidget(buildButtonBar(onApply), 0);
 }
 
-SettingsDialog::~SettingsDialog() = default;
-
-// The spaces keep the titles apart from the edges of their tabs.
-
-void SettingsDialog::buildModelsTab()
+void SettingsDialog::buildModelsTab(const SettingsServices& services)
 {
-    modelsTab_ = new ModelsTab;
-    tabs_->addTab(modelsTab_, " Models ");
+    addPage(new ModelsTab(services.modelManager, services.onActiveModelChanged));
 }
 
-void SettingsDialog::buildMicTab()
+void SettingsDialog::buildMicTab(const SettingsServices& services)
 {
-    microphoneTab_ = new MicrophoneTab;
-    tabs_->addTab(microphoneTab_, " Mic ");
+    addPage(new MicrophoneTab(services.audioCapture));
 }
 
 void SettingsDialog::buildHotkeyTab()
 {
-    hotkeyTab_ = new HotkeyTab;
-    tabs_->addTab(hotkeyTab_, " Hotkey ");
+    addPage(new HotkeyTab);
 }
 
-void SettingsDialog::buildCloudTab()
+void SettingsDialog::buildCloudTab(const SettingsServices& services)
 {
-    cloudTab_ = new CloudTab;
-    tabs_->addTab(cloudTab_, " Cloud ");
+    addPage(new CloudTab(services.onCloudTest));
 }
 
 void SettingsDialog::buildHistoryTab()
 {
-    historyTab_ = new HistoryTab;
-    tabs_->addTab(historyTab_, " History ");
+    historyTab_ = new HistoryTab(HistoryStore::clear);
+    addPage(historyTab_);
 }
 
 void SettingsDialog::buildAppearanceTab()
 {
-    appearanceTab_ = new AppearanceTab;
-    tabs_->addTab(appearanceTab_, " Style ");
+    addPage(new AppearanceTab);
 }
 
-QWidget* SettingsDialog::buildButtonBar()
+void SettingsDialog::addPage(SettingsPage* page)
+{
+    pages_.push_back(page);
+    tabs_->addTab(page, ' ' + page->title() + ' '); // the spaces keep it apart from the edges of its tab
+}
+
+QWidget* SettingsDialog::buildButtonBar(const std::function<void()>& onApply)
 {
     auto* bar = new QWidget;
     auto* layout = new QHBoxLayout(bar);
@@ -94,74 +88,27 @@ QWidget* SettingsDialog::buildButtonBar()
     layout->addWidget(buttons);
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
-    connect(buttons->button(QDialogButtonBox::Apply), &QPushButton::clicked, this, [this] {
-        if (onApply_)
-            onApply_();
-    });
+    connect(this, &QDialog::accepted, this, onApply);
+    connect(buttons->button(QDialogButtonBox::Apply), &QPushButton::clicked, this, onApply);
     return bar;
 }
 
 void SettingsDialog::setSettings(const SettingsData& settings)
 {
-    hotkeyTab_->setSettings(settings);
-    microphoneTab_->setSettings(settings);
-    cloudTab_->setSettings(settings);
-    appearanceTab_->setSettings(settings);
+    for (SettingsPage* page : pages_)
+        page->setSettings(settings);
 }
 
 void SettingsDialog::collectSettings(SettingsData& settings) const
 {
-    hotkeyTab_->collectSettings(settings);
-    microphoneTab_->collectSettings(settings);
-    cloudTab_->collectSettings(settings);
+    for (const SettingsPage* page : pages_)
+        page->collectSettings(settings);
     settings.theme = "dark";
-    appearanceTab_->collectSettings(settings);
 }
 
 void SettingsDialog::setHistory(const std::vector<HistoryEntry>& history)
 {
     historyTab_->setHistory(history);
-}
-
-void SettingsDialog::populateModels(model::ModelManager* modelManager)
-{
-    modelsTab_->populateModels(modelManager);
-}
-
-void SettingsDialog::setAudioCapture(AudioCapture* audioCapture)
-{
-    microphoneTab_->setAudioCapture(audioCapture);
-}
-
-void SettingsDialog::refreshDevices()
-{
-    microphoneTab_->refreshDevices();
-}
-
-void SettingsDialog::setOnApply(std::function<void()> onApply)
-{
-    onApply_ = std::move(onApply);
-}
-
-void SettingsDialog::setOnClearHistory(std::function<void()> onClearHistory)
-{
-    historyTab_->setOnClearHistory(std::move(onClearHistory));
-}
-
-void SettingsDialog::setOnActiveModelChanged(ActiveModelCallback onActiveModelChanged)
-{
-    modelsTab_->setOnActiveModelChanged(std::move(onActiveModelChanged));
-}
-
-void SettingsDialog::setOnCloudTest(const CloudTestCallback& onCloudTest)
-{
-    cloudTab_->setOnCloudTest(onCloudTest);
-}
-
-void SettingsDialog::resizeEvent(QResizeEvent* event)
-{
-    QDialog::resizeEvent(event);
-    modelsTab_->updateModelsPathLabel();
 }
 
 } // namespace quillo

@@ -9,12 +9,8 @@
 namespace quillo {
 
 struct SettingsPanel::Impl {
-    SettingsData settings;
-    CloudTestCallback onCloudTest;
-    ActiveModelCallback onActiveModelChanged;
+    SettingsServices services;
     std::function<void(const SettingsData&)> onSettingsApplied;
-    model::ModelManager* modelManager = nullptr;
-    AudioCapture* audioCapture = nullptr;
     std::unique_ptr<SettingsDialog> dialog; ///< last, so that it goes before what it uses
 };
 
@@ -27,12 +23,12 @@ SettingsPanel::~SettingsPanel() = default;
 
 void SettingsPanel::setModelManager(model::ModelManager* modelManager)
 {
-    impl_->modelManager = modelManager;
+    impl_->services.modelManager = modelManager;
 }
 
 void SettingsPanel::setAudioCapture(AudioCapture* audioCapture)
 {
-    impl_->audioCapture = audioCapture;
+    impl_->services.audioCapture = audioCapture;
 }
 
 void SettingsPanel::setOnSettingsApplied(std::function<void(const SettingsData&)> onSettingsApplied)
@@ -42,20 +38,19 @@ void SettingsPanel::setOnSettingsApplied(std::function<void(const SettingsData&)
 
 void SettingsPanel::setOnActiveModelChanged(ActiveModelCallback onActiveModelChanged)
 {
-    impl_->onActiveModelChanged = std::move(onActiveModelChanged);
+    impl_->services.onActiveModelChanged = std::move(onActiveModelChanged);
 }
 
 void SettingsPanel::setOnCloudTest(CloudTestCallback onCloudTest)
 {
-    impl_->onCloudTest = std::move(onCloudTest);
+    impl_->services.onCloudTest = std::move(onCloudTest);
 }
 
 void SettingsPanel::show()
 {
     if (!impl_->dialog)
-        createDialog();
-    impl_->settings = loadSettings();
-    impl_->dialog->setSettings(impl_->settings);
+        impl_->dialog = std::make_unique<SettingsDialog>(impl_->services, [this] { saveAndApply(); });
+    impl_->dialog->setSettings(loadSettings());
     impl_->dialog->setHistory(HistoryStore::load());
     impl_->dialog->show();
     impl_->dialog->raise();
@@ -67,24 +62,13 @@ void SettingsPanel::close()
     impl_->dialog.reset();
 }
 
-void SettingsPanel::createDialog()
+void SettingsPanel::saveAndApply()
 {
-    impl_->dialog = std::make_unique<SettingsDialog>();
-    SettingsDialog& dialog = *impl_->dialog;
-    const auto saveAndApply = [this] {
-        impl_->dialog->collectSettings(impl_->settings);
-        saveSettings(impl_->settings);
-        if (impl_->onSettingsApplied)
-            impl_->onSettingsApplied(impl_->settings);
-    };
-    QObject::connect(&dialog, &QDialog::accepted, &dialog, saveAndApply);
-    dialog.setOnApply(saveAndApply);
-    dialog.setOnCloudTest(impl_->onCloudTest);
-    dialog.setOnActiveModelChanged(impl_->onActiveModelChanged);
-    dialog.setOnClearHistory(HistoryStore::clear);
-    dialog.populateModels(impl_->modelManager);
-    dialog.setAudioCapture(impl_->audioCapture);
-    dialog.refreshDevices();
+    SettingsData settings;
+    impl_->dialog->collectSettings(settings);
+    saveSettings(settings);
+    if (impl_->onSettingsApplied)
+        impl_->onSettingsApplied(settings);
 }
 
 SettingsData SettingsPanel::loadSettings() const
@@ -94,7 +78,6 @@ SettingsData SettingsPanel::loadSettings() const
 
 void SettingsPanel::saveSettings(const SettingsData& settings)
 {
-    impl_->settings = settings;
     SettingsStore::save(settings);
 }
 

@@ -1,19 +1,13 @@
 #pragma once
 
 #include "settings/settings_data.h"
-#include "ui/settings/settings_callbacks.h"
+#include "ui/settings/settings_services.h"
 
 #include <functional>
 #include <memory>
 #include <string>
 
 namespace quillo {
-
-class AudioCapture;
-
-namespace model {
-class ModelManager;
-}
 
 /// The program's handle on the settings window: shows it, saves and applies what the user confirms there, and keeps the
 /// history of transcriptions.
@@ -52,7 +46,7 @@ public:
     void addHistoryEntry(const std::string& text);
 
 private:
-    void createDialog();
+    void saveAndApply();
 
     struct Impl;
     std::unique_ptr<Impl> impl_;

@@ -28,11 +28,6 @@ class CloudTabTest : public testing::TestWithParam<const char*> {
 protected:
     CloudTabTest()
     {
-        tab->setOnCloudTest(
-            [this](const std::string& service, const std::string& key, std::function<void(bool)> answer) {
-                requests.emplace_back(service, key);
-                done = std::move(answer);
-            });
         tab->show();
         EXPECT_TRUE(QTest::qWaitForWindowExposed(tab.get()));
     }
@@ -51,9 +46,13 @@ protected:
         testButton()->click();
     }
 
-    std::unique_ptr<CloudTab> tab = std::make_unique<CloudTab>();
     Requests requests;
     std::function<void(bool)> done;
+    std::unique_ptr<CloudTab> tab = std::make_unique<CloudTab>(
+        [this](const std::string& service, const std::string& key, std::function<void(bool)> answer) {
+            requests.emplace_back(service, key);
+            done = std::move(answer);
+        });
 };
 
 INSTANTIATE_TEST_SUITE_P(Services, CloudTabTest, testing::Values("openai", "mistral"),
@@ -111,20 +110,19 @@ TEST_P(CloudTabTest, ResultIsShownForAWhile)
 TEST_P(CloudTabTest, NothingIsTestedWithoutAKeyOrAnyoneToAsk)
 {
     startTest(" \t ");
-    tab->setOnCloudTest({});
+    EXPECT_THAT(requests, testing::IsEmpty());
+    tab = std::make_unique<CloudTab>(nullptr);
     startTest("secret");
     EXPECT_EQ(testButton()->text(), "Test");
     EXPECT_TRUE(testButton()->isEnabled());
-    EXPECT_THAT(requests, testing::IsEmpty());
 }
 
 TEST_P(CloudTabTest, AnswerMayComeWhileThePageGoesOrLater)
 {
     for (int i = 0; i < 50; ++i) {
-        tab = std::make_unique<CloudTab>();
         std::promise<void> started;
         std::thread answering;
-        tab->setOnCloudTest([&](const std::string&, const std::string&, std::function<void(bool)> answer) {
+        tab = std::make_unique<CloudTab>([&](const auto&, const auto&, std::function<void(bool)> answer) {
             answering = std::thread([&started, answer = std::move(answer)] {
                 started.set_value();
                 for (int n = 0; n < 100; ++n)
@@ -141,7 +139,7 @@ TEST_P(CloudTabTest, AnswerMayComeWhileThePageGoesOrLater)
 
 TEST(CloudTab, OffersTheSourcesInOrder)
 {
-    CloudTab tab;
+    CloudTab tab(nullptr);
     auto& combo = *tab.findChild<QComboBox*>("sourceCombo");
     std::vector<std::string> sources;
     SettingsData settings;

@@ -35,7 +35,8 @@ protected:
 
     const std::vector<HistoryEntry> entries{
         {"Nov 18, 07:30", "Grüße \"aus\" dem\nBüro — bald"}, {"Nov 17, 09:05", "b"}};
-    HistoryTab tab;
+    int cleared = 0;
+    HistoryTab tab{[this] { ++cleared; }};
 };
 
 TEST_F(HistoryTabTest, ShowsTheEntriesInTheirOrderAndClearsWithoutAsking)
@@ -50,8 +51,6 @@ TEST_F(HistoryTabTest, ShowsTheEntriesInTheirOrderAndClearsWithoutAsking)
     EXPECT_EQ(list().item(0)->data(Qt::UserRole), "b — ");
     EXPECT_EQ(count(), "1 entries");
 
-    int cleared = 0;
-    tab.setOnClearHistory([&] { ++cleared; });
     click("historyClearButton");
     EXPECT_EQ(cleared, 1);
     EXPECT_EQ(list().count(), 0);
