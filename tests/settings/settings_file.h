@@ -36,23 +36,8 @@ inline const SettingsData defaults = [] {
 }();
 
 /// Every field differs from its default.
-inline const SettingsData everythingElse{
-    .hotkey = "Alt+F9",
-    .toggleMode = true,
-    .maxRecordingMinutes = 12,
-    .inputDeviceId = "3",
-    .vadSensitivity = 0.25F,
-    .soundOnStart = false,
-    .soundOnComplete = false,
-    .openaiKey = "@Größe \"x\" \\ ; = , % #\n\t模型 ",
-    .mistralKey = "true",
-    .openaiEnabled = true,
-    .mistralEnabled = true,
-    .transcriptionSource = "mistral",
-    .overlayPosition = "top-left",
-    .theme = "light",
-    .overlayOpacity = 0.75F,
-};
+inline const SettingsData everythingElse{"Alt+F9", true, 12, "3", 0.25F, false, false,
+    "@Größe \"x\" \\ ; = , % #\n\t模型 ", "true", true, true, "mistral", "top-left", "light", 0.75F};
 
 /// The settings of a profile that is empty when a test begins.
 class SettingsStoreTest : public testing::Test {

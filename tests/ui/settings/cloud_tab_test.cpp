@@ -1,7 +1,6 @@
 #include "ui/settings/cloud_tab.h"
 
 #include <QCheckBox>
-#include <QComboBox>
 #include <QElapsedTimer>
 #include <QLineEdit>
 #include <QPushButton>
@@ -135,22 +134,6 @@ TEST_P(CloudTabTest, AnswerMayComeWhileThePageGoesOrLater)
         answering.join();
         QCoreApplication::processEvents();
     }
-}
-
-TEST(CloudTab, OffersTheSourcesInOrder)
-{
-    CloudTab tab(nullptr);
-    auto& combo = *tab.findChild<QComboBox*>("sourceCombo");
-    std::vector<std::string> sources;
-    SettingsData settings;
-    for (int i = 0; i < combo.count(); ++i) {
-        combo.setCurrentIndex(i);
-        tab.collectSettings(settings);
-        sources.push_back(combo.currentText().toStdString() + " = " + settings.transcriptionSource);
-    }
-    EXPECT_THAT(sources,
-        testing::ElementsAre("Local (Whisper) — cloud as fallback = local",
-            "OpenAI Whisper API — local as fallback = openai", "Mistral API — local as fallback = mistral"));
 }
 
 } // namespace

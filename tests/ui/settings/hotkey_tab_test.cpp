@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <tuple>
 #include <utility>
 
 namespace quillo {
@@ -98,24 +99,18 @@ protected:
 
 TEST_F(HotkeyTabTest, ShowsAndStoresWhatIsPressed)
 {
-    struct Pressed {
-        Qt::Key key;
-        Qt::KeyboardModifiers modifiers;
-        const char* text;
-        quint32 virtualKey = 0;
-    };
     const auto all = Qt::MetaModifier | Qt::AltModifier | Qt::ShiftModifier | Qt::ControlModifier;
-    const Pressed combinations[] = {
-        {Qt::Key_F5, Qt::ControlModifier | Qt::ShiftModifier, "Ctrl+Shift+F5"},
-        {Qt::Key_F24, all, "Ctrl+Shift+Alt+Win+F24"},
-        {Qt::Key_PageUp, Qt::KeypadModifier | Qt::AltModifier, "Alt+PgUp"},
-        {Qt::Key_PageDown, Qt::ControlModifier, "Ctrl+PgDown"},
+    const std::tuple<Qt::Key, Qt::KeyboardModifiers, const char*, quint32> combinations[] = {
+        {Qt::Key_F5, Qt::ControlModifier | Qt::ShiftModifier, "Ctrl+Shift+F5", 0},
+        {Qt::Key_F24, all, "Ctrl+Shift+Alt+Win+F24", 0},
+        {Qt::Key_PageUp, Qt::KeypadModifier | Qt::AltModifier, "Alt+PgUp", 0},
+        {Qt::Key_PageDown, Qt::ControlModifier, "Ctrl+PgDown", 0},
         // Keys that mean something to the line edit or to the window.
-        {Qt::Key_C, Qt::ControlModifier, "Ctrl+C"},
-        {Qt::Key_Return, {}, "Return"},
-        {Qt::Key_A, Qt::AltModifier, "Alt+A"},
+        {Qt::Key_C, Qt::ControlModifier, "Ctrl+C", 0},
+        {Qt::Key_Return, {}, "Return", 0},
+        {Qt::Key_A, Qt::AltModifier, "Alt+A", 0},
         // Not a name that hotkeys know, and kept all the same.
-        {Qt::Key_Semicolon, Qt::MetaModifier, "Win+;"},
+        {Qt::Key_Semicolon, Qt::MetaModifier, "Win+;", 0},
         // Digits are keys: which sign Shift makes of them, or the layout without Shift, is all the same.
         {Qt::Key_Exclam, Qt::ControlModifier | Qt::ShiftModifier, "Ctrl+Shift+1", '1'},
         {Qt::Key_ParenLeft, Qt::AltModifier, "Alt+5", '5'},

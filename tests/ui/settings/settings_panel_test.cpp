@@ -16,7 +16,9 @@
 
 #include <QAccessible>
 #include <QApplication>
+#include <QComboBox>
 #include <QDialogButtonBox>
+#include <QLabel>
 #include <QListWidget>
 #include <QPushButton>
 #include <QTabBar>
@@ -139,10 +141,29 @@ TEST_F(SettingsPanelTest, WindowHasItsTabsInOrderAndItsSize)
     EXPECT_THAT(titles, ElementsAre(" Models ", " Mic ", " Hotkey ", " Cloud ", " History ", " Style "));
 }
 
+TEST_F(SettingsPanelTest, ListsOfferTheirChoicesInOrder)
+{
+    const auto offered = [&dialog = show()](const char* name) {
+        const auto* list = dialog.findChild<QComboBox*>(name);
+        QStringList items;
+        for (int i = 0; i < list->count(); ++i)
+            items << list->itemText(i) + '=' + list->itemData(i).toString();
+        return items;
+    };
+    EXPECT_EQ(offered("sourceCombo"),
+        QStringList({"Local (Whisper) — cloud as fallback=local", "OpenAI Whisper API — local as fallback=openai",
+            "Mistral API — local as fallback=mistral"}));
+    EXPECT_EQ(offered("positionCombo"),
+        QStringList({"Near cursor=cursor", "Top left=top-left", "Top right=top-right", "Bottom center=bottom-center"}));
+}
+
 TEST_F(SettingsPanelTest, OkSavesAppliesAndHides)
 {
     SettingsDialog& dialog = show();
+    const auto* opacity = dialog.findChild<QLabel*>("opacityValueLabel");
+    EXPECT_EQ(opacity->text(), "90%");
     editEverything(dialog);
+    EXPECT_EQ(opacity->text(), "80%");
     click(dialog, QDialogButtonBox::Ok);
     EXPECT_FALSE(dialog.isVisible());
     EXPECT_EQ(SettingsStore::load(), edited());

@@ -1,18 +1,15 @@
-#include "ui/settings/appearance_tab.h"
 #include "ui/settings/history_tab.h"
 
 #include <QApplication>
 #include <QClipboard>
-#include <QComboBox>
 #include <QFontMetrics>
 #include <QLabel>
 #include <QListWidget>
 #include <QPushButton>
 #include <QScrollBar>
-#include <QSlider>
 #include <QTest>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace quillo {
 namespace {
@@ -104,31 +101,6 @@ TEST_F(HistoryTabTest, GivesEveryLineOfLongTextsRoom)
     EXPECT_GE(list().visualItemRect(last).height(), lines * metrics.height() + 2 * 8);
     list().scrollToBottom();
     EXPECT_EQ(list().visualItemRect(last).bottom(), list().viewport()->rect().bottom());
-}
-
-TEST(AppearanceTab, CollectsWhatTheUserChose)
-{
-    AppearanceTab tab;
-    tab.show();
-    auto& combo = *tab.findChild<QComboBox*>("positionCombo");
-    auto& slider = *tab.findChild<QSlider*>("opacitySlider");
-    SettingsData settings;
-    std::vector<std::string> positions;
-    for (int i = 0; i < combo.count(); ++i) {
-        tab.collectSettings(settings);
-        positions.push_back(combo.currentText().toStdString() + " = " + settings.overlayPosition);
-        QTest::keyClick(&combo, Qt::Key_Down);
-    }
-    EXPECT_THAT(positions,
-        testing::ElementsAre(
-            "Near cursor = cursor", "Top left = top-left", "Top right = top-right", "Bottom center = bottom-center"));
-
-    EXPECT_EQ(tab.findChild<QLabel*>("opacityValueLabel")->text(), "90%");
-    QTest::keyClick(&slider, Qt::Key_Left);
-    tab.collectSettings(settings);
-    EXPECT_EQ(settings.overlayOpacity, 0.89F);
-    QTest::keyClick(&slider, Qt::Key_Home);
-    EXPECT_EQ(tab.findChild<QLabel*>("opacityValueLabel")->text(), "50%");
 }
 
 } // namespace
