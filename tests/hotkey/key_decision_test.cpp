@@ -57,7 +57,8 @@ TEST(KeyDecision, FollowsTheHotkeyThroughTypicalSequences)
         {"any modifier ends it, also one it does not name", ctrlShiftSpace, "+C +S +_ +A -A -_", "..Ps.R.."},
         {"either key of a pair ends it", ctrlShiftSpace, "+C +c +S +_ -c -_", "...PsR.."},
         {"other keys pass", ctrlShiftSpace, "+C +S +_ +Q -Q -_", "..Ps..Rs"},
-        {"the right Win key counts", winX, "+W +X -X", ".PsRs"},
+        {"the right Win key counts and ends it", winX, "+W +X -W -X", ".PsR.."},
+        {"Alt is needed", {1, 'X'}, "+X -X +A +X -A -X", "...PsR.."},
         {"modifiers that come late do not count", ctrlShiftSpace, "+_ +C +S -_", "...."},
         {"no modifiers needed", bareF1, "+p +C -p", "Ps.Rs"},
     };
