@@ -332,6 +332,7 @@ TEST_F(X11Keyboard, PasteShortcutKeepsOutOfAHeldHotkey)
     EXPECT_FALSE(sendPasteShortcut([&] { return watch.log().empty(); }));
     EXPECT_EQ(watch.log(), "P");
     typist_.type("-F9");
+    EXPECT_TRUE(eventually([&] { return watch.log() == "PR"; }));
     EXPECT_TRUE(sendPasteShortcut([&] { return watch.log() == "PR"; }));
     EXPECT_EQ(seen(&watch), "+Control_L +v -v -Control_L");
 }
