@@ -247,7 +247,9 @@ TEST_F(AudioCaptureTest, KeepsNobodyWaitingForACallThatHangs)
         EXPECT_TRUE(opened.get());
         EXPECT_EQ(card.push(loud), 1U);
         EXPECT_EQ(late, loud) << "the recording is still open";
-        EXPECT_EQ(card.count(PaCall::OpenStream), static_cast<int>(1 + listed)) << "what was given up is not opened";
+        // One may be given up between its opening and its start.
+        const PaCall last = call == PaCall::StartStream ? call : PaCall::OpenStream;
+        EXPECT_EQ(card.count(last), static_cast<int>(1 + listed)) << "what was given up is not opened";
     }
     EXPECT_EQ(audio, Samples());
 }
