@@ -18,10 +18,11 @@ namespace fs = std::filesystem;
 
 constexpr std::chrono::seconds patience(120);
 
-/// The script comes from a file, so that nothing in it has to be quoted.
+/// The script comes from a file, so that nothing in it has to be quoted. It is not told of the folders of a private
+/// profile, whose names would be relative ones to it: what it made there could be neither found nor removed from here.
 void startScript(const std::string& script, const fs::path& folder)
 {
-    std::ofstream(folder / "script", std::ios::binary) << script;
+    std::ofstream(folder / "script", std::ios::binary) << "unset XDG_CONFIG_HOME XDG_CONFIG_DIRS\n" << script;
     wchar_t command[] = L"Z:\\bin\\sh script";
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
