@@ -15,7 +15,9 @@ public:
     static SettingsData load();
 
     /// Writes every field and leaves foreign ones alone. The file, which holds the keys of the cloud
-    /// services as plain text, can be read by its owner only. That it could not be written is not noticed.
+    /// services as plain text, can be read by its owner only. That it could not be written is not noticed. What a file
+    /// could not take because another program kept it stays in this process: load() gives it, and the next call that
+    /// finds the file free, be it a load(), writes it. What a full disk refuses is lost.
     static void save(const SettingsData& settings);
 };
 

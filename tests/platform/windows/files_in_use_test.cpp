@@ -4,6 +4,8 @@
 #include "settings/settings_store.h"
 #include "support/private_profile.h"
 
+#include <gmock/gmock.h>
+
 #include <windows.h>
 
 #include <chrono>
@@ -21,6 +23,8 @@ namespace {
 namespace fs = std::filesystem;
 using test::contentOf;
 using test::writeFile;
+using testing::AllOf;
+using testing::HasSubstr;
 
 /// Another program, such as a scanner or an indexer, that has a file open: nobody can replace or remove it meanwhile.
 class HeldFile {
@@ -104,6 +108,7 @@ class FileInUse : public testing::TestWithParam<Use> {
 protected:
     void prepare() const
     {
+        SettingsStore::load(); // writes what could not be saved before, else it would come now
         profile.empty();
         test::FakePlatform::instance().setDataRoot(modelRoot.string());
         writeFile(modelFile, "model");
@@ -133,6 +138,22 @@ TEST_P(FileInUse, IsWaitedForAndStaysAsItIsWhenItStaysInUse)
         EXPECT_EQ(contentOf(use.file), use.before);
         EXPECT_EQ(std::distance(fs::directory_iterator(use.file.parent_path()), {}), 1);
     }
+}
+
+TEST(SettingsInUse, AreWrittenWhenTheFileIsFreeAgain)
+{
+    profile.empty();
+    writeFile(settings, "[General]\nforeign=kept\nhotkey=F9\n");
+    SettingsData chosen;
+    chosen.hotkey = "F8";
+    {
+        const HeldFile held(settings);
+        SettingsStore::save(chosen);
+        EXPECT_EQ(SettingsStore::load().hotkey, "F8") << "the user has chosen it";
+        EXPECT_THAT(contentOf(settings), HasSubstr("hotkey=F9"));
+    }
+    EXPECT_EQ(SettingsStore::load().hotkey, "F8");
+    EXPECT_THAT(contentOf(settings), AllOf(HasSubstr("hotkey=F8"), HasSubstr("foreign=kept")));
 }
 
 INSTANTIATE_TEST_SUITE_P(, FileInUse, testing::ValuesIn(uses));
