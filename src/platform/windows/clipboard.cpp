@@ -1,9 +1,12 @@
 #include "platform/clipboard.h"
 
+#include "platform/windows/utf16.h"
+
 #include <windows.h>
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <iterator>
 #include <memory>
 
@@ -56,13 +59,13 @@ using GlobalMemory = std::unique_ptr<void, GlobalMemoryFree>;
 /// The text as zero-terminated UTF-16 in movable memory, as the clipboard wants it; empty when there is no memory.
 GlobalMemory toClipboardMemory(const std::string& utf8)
 {
-    const std::size_t units = utf8.size() + 1; // UTF-16 never needs more units than UTF-8 has bytes
-    GlobalMemory memory(GlobalAlloc(GMEM_MOVEABLE, units * sizeof(wchar_t)));
-    auto* wide = memory ? static_cast<wchar_t*>(GlobalLock(memory.get())) : nullptr;
-    if (!wide)
+    const std::wstring text = toUtf16(utf8);
+    const std::size_t size = (text.size() + 1) * sizeof(wchar_t);
+    GlobalMemory memory(GlobalAlloc(GMEM_MOVEABLE, size));
+    void* const content = memory ? GlobalLock(memory.get()) : nullptr;
+    if (!content)
         return nullptr;
-    const int size = static_cast<int>(units);
-    MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), size, wide, size);
+    std::memcpy(content, text.c_str(), size);
     GlobalUnlock(memory.get());
     return memory;
 }

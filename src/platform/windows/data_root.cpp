@@ -1,5 +1,7 @@
 #include "platform/data_root.h"
 
+#include "platform/windows/utf16.h"
+
 #include <windows.h>
 
 #include <shlobj.h>
@@ -10,15 +12,10 @@ namespace quillo::platform {
 
 std::string dataRoot()
 {
-    std::array<wchar_t, MAX_PATH> wide;
-    if (FAILED(SHGetFolderPathW(nullptr, CSIDL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, wide.data())))
+    std::array<wchar_t, MAX_PATH> folder;
+    if (FAILED(SHGetFolderPathW(nullptr, CSIDL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, folder.data())))
         return {};
-    std::array<char, MAX_PATH * 4> utf8;
-    const int size =
-        WideCharToMultiByte(CP_UTF8, 0, wide.data(), -1, utf8.data(), static_cast<int>(utf8.size()), nullptr, nullptr);
-    if (size <= 0)
-        return {};
-    return {utf8.data(), static_cast<std::size_t>(size - 1)}; // without the terminating zero
+    return toUtf8(folder.data());
 }
 
 } // namespace quillo::platform

@@ -1,8 +1,10 @@
 #include "platform/program_folder.h"
 
+#include "platform/windows/utf16.h"
+
 #include <windows.h>
 
-#include <filesystem>
+#include <string_view>
 #include <vector>
 
 namespace quillo::platform {
@@ -13,10 +15,8 @@ std::string programFolder()
     const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
     if (length == 0 || length == path.size())
         return {};
-    const std::u8string folder = std::filesystem::path(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(length))
-                                     .parent_path()
-                                     .u8string();
-    return {folder.begin(), folder.end()};
+    const std::wstring_view file(path.data(), length);
+    return toUtf8(file.substr(0, file.rfind(L'\\')));
 }
 
 } // namespace quillo::platform
