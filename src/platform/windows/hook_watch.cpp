@@ -19,7 +19,7 @@ bool endsOrBeginsSleep(WPARAM powerEvent)
 } // namespace
 
 HookWatch::HookWatch()
-    : witness_(HookWitness::Time::clock::now())
+    : lossDetector_(HookLossDetector::Time::clock::now())
     , window_(L"QuilloHookWatch", [this](UINT message, WPARAM wParam) { return handle(message, wParam); })
 {
     if (!window_.handle())
@@ -44,7 +44,7 @@ bool HookWatch::handle(UINT message, WPARAM wParam)
     else if (message == WM_WTSSESSION_CHANGE)
         lost_ = true;
     else if (message == WM_INPUT)
-        lost_ |= witness_.onRawKey(HookWitness::Time::clock::now());
+        lost_ |= lossDetector_.onRawKey(HookLossDetector::Time::clock::now());
     return message == WM_CLOSE; // meant for the process, which has another window for it
 }
 

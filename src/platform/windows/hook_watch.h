@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/windows/hidden_window.h"
-#include "platform/windows/hook_witness.h"
+#include "platform/windows/hook_loss_detector.h"
 
 #include <memory>
 
@@ -22,7 +22,7 @@ public:
     HookWatch(const HookWatch&) = delete;
     HookWatch& operator=(const HookWatch&) = delete;
 
-    void onHookCall() { witness_.onHookCall(); } ///< to be called for each event that reaches the hook
+    void onHookCall() { lossDetector_.onHookCall(); } ///< to be called for each event that reaches the hook
     bool hookIsLost() const { return lost_; }
 
 private:
@@ -32,7 +32,7 @@ private:
 
     bool handle(UINT message, WPARAM wParam);
 
-    HookWitness witness_;
+    HookLossDetector lossDetector_;
     bool lost_ = false;
     HiddenWindow window_;
     std::unique_ptr<void, PowerUnregister> power_;

@@ -6,18 +6,18 @@
 
 namespace quillo::platform {
 
-/// Judges by a second witness whether the system still calls a keyboard hook. While it does, every key comes to the
-/// hook's thread twice, as a call of the hook and as raw input, in no promised order and with some lag. Two raw keys
-/// in a row without a call tell that the hook is gone.
+/// Judges by raw input whether the system still calls a keyboard hook. While it does, every key comes to the hook's
+/// thread twice, as a call of the hook and as raw input, in no promised order and with some lag. Two raw keys in a row
+/// without a call tell that the hook is gone.
 ///
 /// It is a suspicion only: a hook that another program has put before this one may keep keys to itself, and a window
 /// with higher rights may keep them from the hook. Hence the pause after each installation: no such neighbour makes us
 /// install hooks without end.
-class HookWitness {
+class HookLossDetector {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    explicit HookWitness(Time installed)
+    explicit HookLossDetector(Time installed)
         : trustedUntil_(installed + std::chrono::seconds(5))
     {
     }
