@@ -8,7 +8,7 @@ set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
 build=(build-essential cmake ninja-build ccache pkg-config ca-certificates git
-    qt6-base-dev portaudio19-dev libcurl4-openssl-dev libx11-dev libice-dev libxi-dev libxtst-dev libxres-dev
+    qt6-base-dev portaudio19-dev libcurl4-openssl-dev libx11-dev libice-dev libxi-dev libxtst-dev
     libasound2-plugins)
 demo=(python3 xvfb openbox trayer iproute2 xdotool x11-utils imagemagick pulseaudio pulseaudio-utils libasound2-plugins
     espeak-ng sox openssl fonts-dejavu-core)

@@ -8,4 +8,4 @@ cd "$root"
 tools/install-packages.sh build test
 tools/build.sh dev
 say "Long tests"
-QUILLO_LONG=1 ctest --preset dev --verbose --tests-regex '^e2e_(soak|keys|endings)$'
+QUILLO_LONG=1 ctest --preset dev --verbose --tests-regex '^e2e_(soak|endings)$'

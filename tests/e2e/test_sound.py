@@ -80,7 +80,7 @@ class ServerComesLater(SoundTest):
         self.expect_deafness()
         self.desktop.microphone = Microphone(self.desktop.env)
         self.addCleanup(self.desktop.microphone.close)
-        self.desktop.microphone.wait_until_settled()
+        self.desktop.microphone.wait_until_smooth()
         self.dictate("thank you")
         self.expect_orderly_end()
         self.assertGreater(self.quillo.count("ALSA: |JACK: "), 0)

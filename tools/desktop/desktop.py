@@ -19,7 +19,7 @@ HOTKEY = ("Control_L", "Shift_L", "space")
 
 
 class Keyboard:
-    """Presses keys: through XTest as a program does, or as the hardware does. And other deeds of desktop_keys."""
+    """Presses keys: through XTest as a program does, or as the hardware does."""
 
     def __init__(self, helper, env):
         self._program = Program([helper], env)
@@ -43,18 +43,6 @@ class Keyboard:
 
     def tap(self, key):
         return self.send("down " + key, "up " + key)
-
-    def connections(self, program):
-        """The X connections of a program: of each an id, and how many things it has in the server, grabs included."""
-        self._program.send(f"connections {program.process.pid}\n")
-        found = self._program.wait_for_line(r"^connections(.*)")[1]
-        self._answer()
-        numbers = [int(number) for number in found.split()]
-        return dict(zip(numbers[::2], numbers[1::2]))
-
-    def disconnect(self, connection):
-        """Cuts a connection, as the server does when it gives up on a program."""
-        self.send(f"disconnect {connection}")
 
     @contextlib.contextmanager
     def held(self, *keys, hardware=False):
@@ -158,7 +146,7 @@ class Desktop:
         self.keyboard = self._until_end(Keyboard(self._helpers / "desktop_keys", self.env))
         self.editor = self._until_end(Editor(self._helpers / "desktop_editor", self.root / "text", self.env))
         if self._with_microphone:
-            self.microphone.wait_until_settled()
+            self.microphone.wait_until_smooth()
 
     def _until_end(self, thing):
         self._cleanup.callback(thing.close)

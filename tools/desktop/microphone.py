@@ -53,11 +53,11 @@ class Microphone:
             last = now
         self._smooth_since = None
 
-    def wait_until_settled(self, seconds=1.5):
+    def wait_until_smooth(self, seconds=1.5):
         """Waits until sound has been arriving in short blocks for the given time."""
         wait_until(
             lambda: self._smooth_since and time.monotonic() - self._smooth_since > seconds,
-            lambda: "the microphone does not settle:\n" + self._server.tail(),
+            lambda: "the microphone stutters:\n" + self._server.tail(),
         )
 
     def play(self, path):
@@ -86,7 +86,7 @@ class Microphone:
             if SINK in command and not command.startswith("#"):
                 self._control(*command.split())
         self._listen()
-        self.wait_until_settled()
+        self.wait_until_smooth()
 
     def _control(self, *command):
         command = ["pactl", *command]
@@ -101,12 +101,12 @@ class Microphone:
         """The sound server goes on, and answers what it was asked meanwhile."""
         self._smooth_since = None
         self._server.signal(signal.SIGCONT)
-        self.wait_until_settled()
+        self.wait_until_smooth()
 
     def restart_server(self):
         """Brings the microphone back."""
         self._start()
-        self.wait_until_settled()
+        self.wait_until_smooth()
 
     def _stop_listening(self):
         self._recorder.kill()

@@ -64,10 +64,6 @@ class Screen:
         """The visible windows of a program; the one that came last is the first."""
         return self._search("--onlyvisible", "--pid", program.process.pid)
 
-    def hidden_window(self, title):
-        """The id of a window that need not be visible."""
-        return self._ids("--name", title)[0]
-
     def wait_for_window(self, title):
         return wait_until(lambda: self._search("--onlyvisible", "--name", title), lambda: f"no window {title!r}")[0]
 

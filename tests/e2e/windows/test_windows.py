@@ -81,7 +81,7 @@ class WindowsProgram(unittest.TestCase):
     def hold_and_speak(self, quillo, text):
         with self.desktop.keyboard.held(*HOTKEY):
             quillo.wait_for_line(r"Starting recording")
-            self.desktop.microphone.wait_until_settled()
+            self.desktop.microphone.wait_until_smooth()
             self.desktop.speak(text)
             self.screenshot("recording")
 

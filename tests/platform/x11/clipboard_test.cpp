@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
 #include <future>
 
@@ -18,7 +19,7 @@ class Peer {
 public:
     Peer()
         : display_(connect())
-        , window_(XCreateSimpleWindow(display(), DefaultRootWindow(display()), 0, 0, 1, 1, 0, 0, 0))
+        , window_(makeWindow())
     {
     }
 
@@ -42,6 +43,25 @@ public:
     // The clipboard's content, or "refused".
     std::string fetch(const char* target) { return request(target) ? take() : "refused"; }
 
+    // Asks in all the ways that are wrong, and waits for no answer.
+    void pester()
+    {
+        constexpr Time longAgo = 1;
+        for (const char* target : {"TARGETS", "MULTIPLE", "SAVE_TARGETS", "UTF8_STRING", "TIMESTAMP", "NO_SUCH"})
+            for (const Time time : {Time{CurrentTime}, longAgo})
+                for (const Atom property : {Atom{None}, property_}) {
+                    const Window gone = makeWindow();
+                    for (const Window window : {window_, gone})
+                        XConvertSelection(display(), atom("CLIPBOARD"), atom(target), property, window, time);
+                    XDestroyWindow(display(), gone);
+                }
+        const std::array<long, 3> odd{static_cast<long>(atom("MULTIPLE")), 0, 77777777}; // no pairs, and no atoms
+        XChangeProperty(display(), window_, atom("ODD"), atom("ATOM_PAIR"), 32, PropModeReplace,
+            reinterpret_cast<const unsigned char*>(odd.data()), odd.size());
+        XConvertSelection(display(), atom("CLIPBOARD"), atom("MULTIPLE"), atom("ODD"), window_, CurrentTime);
+        XSync(display(), False);
+    }
+
     // Becomes the clipboard manager; serves one request to save the clipboard and returns what it saved.
     void becomeManager()
     {
@@ -63,6 +83,8 @@ public:
     }
 
 private:
+    Window makeWindow() { return XCreateSimpleWindow(display(), DefaultRootWindow(display()), 0, 0, 1, 1, 0, 0, 0); }
+
     XEvent await(const std::function<bool(const XEvent&)>& wanted)
     {
         const bool came = eventually([&] {
@@ -127,9 +149,12 @@ TEST_F(X11Clipboard, DeliversTextByteForByte)
     EXPECT_EQ(peer_.fetch("TIMESTAMP").size(), sizeof(long));
 }
 
-TEST_F(X11Clipboard, SurvivesLosingOwnershipAndConnection)
+TEST_F(X11Clipboard, SurvivesWhatOtherProgramsDoToIt)
 {
     ASSERT_TRUE(setClipboardText("first"));
+    Peer pest;
+    pest.pester();
+    EXPECT_EQ(peer_.fetch("UTF8_STRING"), "first");
     XSetSelectionOwner(peer_.display(), peer_.atom("CLIPBOARD"), None, CurrentTime);
     XSync(peer_.display(), False);
     ASSERT_TRUE(setClipboardText("second"));
@@ -148,51 +173,55 @@ TEST_F(X11Clipboard, SurvivesLosingOwnershipAndConnection)
     EXPECT_TRUE(setClipboardText("fifth"));
 }
 
-TEST_F(X11Clipboard, SettleWaitsForThePaste)
+TEST_F(X11Clipboard, EndWaitsForThePaste)
 {
     constexpr std::chrono::milliseconds slowApplication{50};
     ASSERT_TRUE(setClipboardText("spät"));
     sendPasteShortcut(always);
-    auto settled = std::async(std::launch::async, settleClipboard);
+    auto end = std::async(std::launch::async, settleClipboard);
     std::this_thread::sleep_for(slowApplication);
     EXPECT_EQ(peer_.fetch("UTF8_STRING"), "spät");
-    settled.get();
+    end.get();
     EXPECT_EQ(peer_.clipboardOwner(), None);
     settleClipboard(); // nothing left to do
     ASSERT_TRUE(setClipboardText("again"));
     EXPECT_EQ(peer_.fetch("UTF8_STRING"), "again");
 }
 
-TEST_F(X11Clipboard, SettleLeavesTheTextWithTheManager)
+TEST_F(X11Clipboard, EndLeavesTheTextWithTheManager)
 {
     Peer manager;
     manager.becomeManager();
     ASSERT_TRUE(setClipboardText("bleibt ✓"));
-    auto settled = std::async(std::launch::async, settleClipboard);
+    auto end = std::async(std::launch::async, settleClipboard);
     EXPECT_EQ(manager.save(), "bleibt ✓");
-    settled.get();
+    end.get();
     EXPECT_EQ(peer_.clipboardOwner(), None);
+
+    ASSERT_TRUE(setClipboardText("verloren"));
+    sendPasteShortcut(always);
+    settleClipboard(); // waits for ever neither for a paste that nobody serves nor for a manager that is silent
 }
 
 TEST(X11Paste, SendsCtrlVAndNothingElse)
 {
     const struct {
-        Typist::Keyboard keyboard;
+        User::Keyboard keyboard;
         const char* before; // typed before the paste
         const char* during; // typed while the paste waits
         const char* seen;
     } cases[] = {
-        {Typist::Keyboard::XTest, "", "", "+Control_L +v -v -Control_L"},
-        {Typist::Keyboard::Hardware, "+Control_L +Shift_L", "-Shift_L -Control_L",
+        {User::Keyboard::XTest, "", "", "+Control_L +v -v -Control_L"},
+        {User::Keyboard::Hardware, "+Control_L +Shift_L", "-Shift_L -Control_L",
             "+Control_L +Shift_L -Shift_L -Control_L +Control_L +v -v -Control_L"},
-        {Typist::Keyboard::Hardware, "+Shift_L +Alt_L", "",
+        {User::Keyboard::Hardware, "+Shift_L +Alt_L", "",
             "+Shift_L +Alt_L -Shift_L -Alt_L +Control_L +v -v -Control_L"},
-        {Typist::Keyboard::XTest, "+Control_L +Shift_L", "",
+        {User::Keyboard::XTest, "+Control_L +Shift_L", "",
             "+Control_L +Shift_L -Control_L -Shift_L +Control_L +v -v -Control_L"},
     };
     for (const auto& c : cases) {
         Application application;
-        Typist user(c.keyboard);
+        User user(c.keyboard);
         user.type(c.before);
         auto paste = std::async(std::launch::async, sendPasteShortcut, always);
         user.type(c.during);

@@ -1,16 +1,12 @@
 #include "platform/x11/desktop.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <sstream>
-#include <string_view>
 #include <utility>
 
 #include <X11/XKBlib.h>
-#include <X11/extensions/XTest.h>
 
 namespace quillo::platform {
 namespace {
@@ -51,18 +47,6 @@ private:
 
 [[maybe_unused]] auto* const privateServer = testing::AddGlobalTestEnvironment(new PrivateServer);
 
-XDevice* openHardwareKeyboard(Display* display)
-{
-    int count = 0;
-    XDevice* device = nullptr;
-    XDeviceInfo* const devices = XListInputDevices(display, &count);
-    for (int i = 0; i < count; ++i)
-        if (devices[i].use == IsXExtensionKeyboard && !std::string_view(devices[i].name).ends_with("XTEST keyboard"))
-            device = XOpenDevice(display, devices[i].id);
-    XFreeDeviceList(devices);
-    return device;
-}
-
 } // namespace
 
 Connection connect()
@@ -81,46 +65,28 @@ NoServer::~NoServer()
     setenv("DISPLAY", display_.c_str(), 1);
 }
 
-Typist::Typist(Keyboard keyboard)
-    : display_(connect())
-{
-    if (keyboard == Keyboard::Hardware)
-        device_ = openHardwareKeyboard(display());
-}
-
-Typist::~Typist()
+User::~User()
 {
     // Not what the server holds for pressed: another program may have released a key that is held down here.
     for (unsigned key = 0; key < down_.size(); ++key)
         if (down_[key])
             send(key, false);
-    XSync(display(), False);
-    if (device_)
-        XCloseDevice(display(), device_);
 }
 
-void Typist::send(unsigned keycode, bool down)
-{
-    down_[keycode] = down;
-    if (device_)
-        XTestFakeDeviceKeyEvent(display(), device_, keycode, down, nullptr, 0, CurrentTime);
-    else
-        XTestFakeKeyEvent(display(), keycode, down, CurrentTime);
-}
-
-void Typist::type(const std::string& script)
+void User::type(const std::string& script)
 {
     std::istringstream words(script);
-    for (std::string word; words >> word; XSync(display(), False))
+    for (std::string word; words >> word;)
         if (word == "*")
             std::this_thread::sleep_for(severalRepeats); // of keys that nobody is to see
         else
             send(keycode(word.substr(1)), word.front() == '+');
 }
 
-unsigned Typist::keycode(const std::string& keysym) const
+void User::send(unsigned keycode, bool down)
 {
-    return XKeysymToKeycode(display(), XStringToKeysym(keysym.c_str()));
+    down_[keycode] = down;
+    typist_.send(keyboard_, keycode, down);
 }
 
 Application::Application()

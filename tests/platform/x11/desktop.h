@@ -4,15 +4,15 @@
 
 #include <gtest/gtest.h> // before Xlib, whose macros it would not survive
 
+#include "desktop/typist.h"
+
 #include <bitset>
 #include <memory>
 #include <string>
 
-#include <X11/Xlib.h>
-#include <X11/extensions/XInput.h>
-
 namespace quillo::platform {
 
+using test::eventually;
 using Connection = std::unique_ptr<Display, decltype(&XCloseDisplay)>;
 
 /// Another program's connection to the private X server, which all tests of the process share.
@@ -28,27 +28,28 @@ private:
     std::string display_;
 };
 
-using test::eventually;
-
 /// A user at the keyboard. Keys are named by keysym: "+Control_L +a -a -Control_L".
-class Typist {
+class User {
 public:
-    enum class Keyboard { XTest, Hardware };
+    using Keyboard = desktop::Typist::Keyboard;
 
-    explicit Typist(Keyboard keyboard = Keyboard::XTest);
-    /// Releases the keys that it still holds.
-    ~Typist();
+    explicit User(Keyboard keyboard = Keyboard::XTest)
+        : keyboard_(keyboard)
+    {
+    }
+    /// Releases the keys that are still held.
+    ~User();
 
     /// A key that stays down repeats; "*" gives it the time. Returns when the server has taken the events.
     void type(const std::string& script);
-    unsigned keycode(const std::string& keysym) const;
+    void send(unsigned keycode, bool down);
+    unsigned keycode(const std::string& keysym) const { return typist_.keycode(keysym); }
     Display* display() const { return display_.get(); }
 
 private:
-    void send(unsigned keycode, bool down);
-
-    Connection display_;
-    XDevice* device_ = nullptr; // null for XTest
+    Connection display_ = connect();
+    desktop::Typist typist_{display()};
+    Keyboard keyboard_;
     std::bitset<256> down_;
 };
 

@@ -1,3 +1,4 @@
+#include "hotkey/hotkey_manager.h"
 #include "hotkey/key_decision.h"
 #include "platform/clipboard.h"
 #include "platform/hotkey_probe.h"
@@ -19,7 +20,6 @@
 
 #include <X11/XKBlib.h>
 #include <X11/extensions/XInput2.h>
-#include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
 
 namespace quillo::platform {
@@ -43,18 +43,14 @@ public:
             const auto handler = [this, watched](const KeyEvent& event) { return decide(watched, event); };
             installed.set_value(hook_.install(watched, handler));
             hook_.run(running_);
-            returned = true;
         });
         EXPECT_TRUE(installed.get_future().get()) << hook_.error();
     }
-    ~Watch() { stop(); }
-
-    void stop()
+    ~Watch()
     {
         running_ = false;
         hook_.wake();
-        if (thread_.joinable())
-            thread_.join();
+        thread_.join();
     }
     std::string log()
     {
@@ -62,7 +58,6 @@ public:
         return log_;
     }
 
-    std::atomic<bool> returned = false;
     std::atomic<bool> throws = false;
     std::atomic<int> markers = 0; // key-ups of F12
 
@@ -94,7 +89,7 @@ protected:
     std::string seen(Watch* watch)
     {
         const int before = watch ? watch->markers.load() : 0;
-        typist_.type("+F12 -F12");
+        user_.type("+F12 -F12");
         std::string keys = application_.takeKeysUntil("-F12");
         EXPECT_TRUE(!watch || eventually([&] { return watch->markers > before; }));
         const std::size_t end = keys.rfind("+F12");
@@ -102,7 +97,7 @@ protected:
     }
 
     Application application_;
-    Typist typist_;
+    User user_;
 };
 
 struct Scenario {
@@ -119,7 +114,7 @@ TEST_P(X11KeyboardScenario, DeliversAndSwallows)
 {
     const Scenario& scenario = GetParam();
     Watch watch(scenario.watched);
-    typist_.type(scenario.typed);
+    user_.type(scenario.typed);
     EXPECT_EQ(seen(&watch), scenario.seen ? scenario.seen : scenario.typed);
     EXPECT_EQ(watch.log(), scenario.log);
 }
@@ -154,7 +149,7 @@ TEST_F(X11Keyboard, DeliversAndSwallowsInAStormOfEvents)
     const std::pair<std::string, std::uint32_t> keys[] = {{"Control_L", vk::leftControl},
         {"Control_R", vk::rightControl}, {"Shift_L", vk::leftShift}, {"Alt_L", vk::leftMenu}, {"space", vk::space},
         {"space", vk::space}, {"space", vk::space}, {"a", 'A'}};
-    XAutoRepeatOff(typist_.display()); // when a repeat comes would be chance
+    XAutoRepeatOff(user_.display()); // when a repeat comes would be chance
     Watch watch(ctrlShiftSpace);
     for (const unsigned seed : {1U, 2U, 3U}) {
         std::mt19937 random(seed);
@@ -169,7 +164,7 @@ TEST_F(X11Keyboard, DeliversAndSwallowsInAStormOfEvents)
             const KeyDecision decision =
                 decideKey(ctrlShiftSpace, event, pressed, [&down](std::uint32_t key) { return down.isDown(key); });
             log += letterOf(decision.action);
-            typist_.type((event.down ? "+" : "-") + name);
+            user_.type((event.down ? "+" : "-") + name);
             if (decision.swallow)
                 return;
             passed += (passed.empty() ? "" : " ") + std::string(event.down ? "+" : "-") + name;
@@ -188,7 +183,7 @@ TEST_F(X11Keyboard, DeliversAndSwallowsInAStormOfEvents)
         EXPECT_EQ(watch.log(), logBefore + log) << "seed " << seed;
         EXPECT_GT(log.size(), 20U);
     }
-    XAutoRepeatOn(typist_.display());
+    XAutoRepeatOn(user_.display());
 }
 
 TEST_F(X11Keyboard, FailingHandlerLetsEverythingPass)
@@ -196,39 +191,42 @@ TEST_F(X11Keyboard, FailingHandlerLetsEverythingPass)
     Watch watch(ctrlShiftSpace);
     watch.throws = true;
     const std::string typed = "+Control_L +Shift_L +space -space -Shift_L -Control_L";
-    typist_.type(typed);
+    user_.type(typed);
     EXPECT_EQ(seen(nullptr), typed);
 }
 
 TEST_F(X11Keyboard, StopDuringHoldFreesTheKeyboard)
 {
     auto watch = std::make_unique<Watch>(ctrlShiftSpace);
-    typist_.type("+Control_L +Shift_L +space +a"); // the grab that outlasts the key included
+    user_.type("+Control_L +Shift_L +space +a"); // the grab that outlasts the key included
     EXPECT_EQ(application_.takeKeysUntil("+a"), "+Control_L +Shift_L +a");
     watch.reset();
-    typist_.type("-a -space -Shift_L -Control_L");
+    user_.type("-a -space -Shift_L -Control_L");
     EXPECT_EQ(seen(nullptr), "-a -space -Shift_L -Control_L");
 }
 
 // The server gives a new client the lowest free place, and each client's first resource the same number in its place.
-TEST_F(X11Keyboard, LosingTheConnectionOnlyEndsTheHook)
+TEST_F(X11Keyboard, HookThatLosesItsConnectionIsPutBack)
 {
     Connection place = connect();
     const XID resource = XGContextFromGC(DefaultGC(place.get(), 0));
     place.reset();
-    XSync(typist_.display(), False);
-    Watch watch(ctrlShiftSpace);
-    typist_.type("+Control_L +Shift_L +space");
-    EXPECT_TRUE(eventually([&] { return watch.log() == "P"; }));
-    XKillClient(typist_.display(), resource);
-    typist_.type("-space -Shift_L -Control_L");
-    EXPECT_TRUE(eventually([&] { return watch.returned.load(); }));
+    XSync(user_.display(), False);
+    std::atomic<int> presses = 0;
+    std::atomic<int> releases = 0;
+    ASSERT_TRUE(HotkeyManager::start(
+        ctrlShiftSpace, [&] { ++presses; }, [&] { ++releases; }));
+    user_.type("+Control_L +Shift_L +space");
+    EXPECT_TRUE(eventually([&] { return presses == 1; }));
+    XKillClient(user_.display(), resource);
+    user_.type("-space -Shift_L -Control_L");
+    EXPECT_TRUE(eventually([&] { return releases == 1; }));
     EXPECT_EQ(seen(nullptr), "+Control_L +Shift_L -space -Shift_L -Control_L");
-    watch.stop();
-    Watch again(ctrlShiftSpace);
-    typist_.type("+Control_L +Shift_L +space -space -Shift_L -Control_L");
-    EXPECT_EQ(seen(&again), "+Control_L +Shift_L -Shift_L -Control_L");
-    EXPECT_EQ(again.log(), "PR");
+    user_.type("+Control_L +Shift_L +space -space -Shift_L -Control_L");
+    EXPECT_TRUE(eventually([&] { return releases == 2; }));
+    EXPECT_EQ(presses, 2);
+    EXPECT_EQ(seen(nullptr), "+Control_L +Shift_L -Shift_L -Control_L");
+    HotkeyManager::stop();
 }
 
 TEST(X11Display, LosingTheToolkitsConnectionEndsTheProcessAtOnce)
@@ -248,8 +246,8 @@ protected:
     ~X11Layout() override
     {
         arrange({XK_j}, {XK_k});
-        XkbLockGroup(typist_.display(), XkbUseCoreKbd, 0);
-        XSync(typist_.display(), False);
+        XkbLockGroup(user_.display(), XkbUseCoreKbd, 0);
+        XSync(user_.display(), False);
     }
 
     // Gives two keys these letters: one letter for each layout.
@@ -260,19 +258,21 @@ protected:
             for (const KeySym letter : letters)
                 keysyms.insert(keysyms.end(), {letter, letter - XK_a + XK_A});
             XChangeKeyboardMapping(
-                typist_.display(), static_cast<int>(key), static_cast<int>(keysyms.size()), keysyms.data(), 1);
+                user_.display(), static_cast<int>(key), static_cast<int>(keysyms.size()), keysyms.data(), 1);
         };
         put(j_, first);
         put(k_, second);
     }
-    void tap(unsigned key)
+    void tapWithControl(unsigned key)
     {
+        user_.type("+Control_L");
         for (const bool down : {true, false})
-            XTestFakeKeyEvent(typist_.display(), key, down, CurrentTime);
+            user_.send(key, down);
+        user_.type("-Control_L");
     }
 
-    const unsigned j_ = typist_.keycode("j");
-    const unsigned k_ = typist_.keycode("k");
+    const unsigned j_ = user_.keycode("j");
+    const unsigned k_ = user_.keycode("k");
 };
 
 TEST_F(X11Layout, HotkeyFollowsItsLetter)
@@ -280,9 +280,7 @@ TEST_F(X11Layout, HotkeyFollowsItsLetter)
     Watch watch({modCtrl, 'K'});
     const auto ctrlTap = [&](unsigned key) {
         seen(&watch); // the hook has heard of the change
-        typist_.type("+Control_L");
-        tap(key);
-        typist_.type("-Control_L");
+        tapWithControl(key);
         seen(&watch);
         return watch.log();
     };
@@ -292,7 +290,7 @@ TEST_F(X11Layout, HotkeyFollowsItsLetter)
     arrange({XK_j, XK_k}, {XK_k, XK_j});
     EXPECT_EQ(ctrlTap(j_), "PR") << "in the first layout, on the other layout's key";
     EXPECT_EQ(ctrlTap(k_), "PRPR") << "in the first layout";
-    XkbLockGroup(typist_.display(), XkbUseCoreKbd, 1);
+    XkbLockGroup(user_.display(), XkbUseCoreKbd, 1);
     EXPECT_EQ(ctrlTap(k_), "PRPR") << "in the second layout, on the other layout's key";
     EXPECT_EQ(ctrlTap(j_), "PRPRPR") << "in the second layout";
 }
@@ -300,13 +298,13 @@ TEST_F(X11Layout, HotkeyFollowsItsLetter)
 TEST_F(X11Layout, LetterMovedDuringHoldIsReleased)
 {
     Watch watch({modCtrl, 'K'});
-    typist_.type("+Control_L +k");
+    user_.type("+Control_L +k");
     EXPECT_TRUE(eventually([&] { return watch.log() == "P"; }));
     arrange({XK_k}, {XK_j});
-    XSync(typist_.display(), False);
+    XSync(user_.display(), False);
     EXPECT_TRUE(eventually([&] { return watch.log() == "PR"; }));
-    XTestFakeKeyEvent(typist_.display(), k_, False, CurrentTime);
-    typist_.type("-Control_L");
+    user_.send(k_, false);
+    user_.type("-Control_L");
     seen(&watch);
     EXPECT_EQ(watch.log(), "PR");
 }
@@ -314,12 +312,10 @@ TEST_F(X11Layout, LetterMovedDuringHoldIsReleased)
 TEST_F(X11Layout, LetterThatNoLayoutHasIsWhereUsKeyboardsHaveIt)
 {
     KeySym cyrillic = XK_Cyrillic_el;
-    XChangeKeyboardMapping(typist_.display(), static_cast<int>(k_), 1, &cyrillic, 1);
-    XSync(typist_.display(), False);
+    XChangeKeyboardMapping(user_.display(), static_cast<int>(k_), 1, &cyrillic, 1);
+    XSync(user_.display(), False);
     Watch watch({modCtrl, 'K'});
-    typist_.type("+Control_L");
-    tap(k_);
-    typist_.type("-Control_L");
+    tapWithControl(k_);
     EXPECT_EQ(seen(&watch), "+Control_L -Control_L");
     EXPECT_EQ(watch.log(), "PR");
 }
@@ -328,10 +324,10 @@ TEST_F(X11Layout, LetterThatNoLayoutHasIsWhereUsKeyboardsHaveIt)
 TEST_F(X11Keyboard, PasteShortcutKeepsOutOfAHeldHotkey)
 {
     Watch watch({0, vk::f1 + 8});
-    typist_.type("+F9");
+    user_.type("+F9");
     EXPECT_FALSE(sendPasteShortcut([&] { return watch.log().empty(); }));
     EXPECT_EQ(watch.log(), "P");
-    typist_.type("-F9");
+    user_.type("-F9");
     EXPECT_TRUE(eventually([&] { return watch.log() == "PR"; }));
     EXPECT_TRUE(sendPasteShortcut([&] { return watch.log() == "PR"; }));
     EXPECT_EQ(seen(&watch), "+Control_L +v -v -Control_L");
@@ -339,11 +335,11 @@ TEST_F(X11Keyboard, PasteShortcutKeepsOutOfAHeldHotkey)
 
 TEST_F(X11Layout, DigitIsItsKeyWhateverShiftMakesOfIt)
 {
-    const unsigned key = typist_.keycode("4");
+    const unsigned key = user_.keycode("4");
     for (const std::array<KeySym, 2>& signs : {std::array<KeySym, 2>{XK_apostrophe, XK_4}, {XK_4, XK_dollar}}) {
         auto keysyms = signs; // first the French layout's, last the one that other tests find
-        XChangeKeyboardMapping(typist_.display(), static_cast<int>(key), 2, keysyms.data(), 1);
-        XSync(typist_.display(), False);
+        XChangeKeyboardMapping(user_.display(), static_cast<int>(key), 2, keysyms.data(), 1);
+        XSync(user_.display(), False);
         EXPECT_EQ(virtualKeyOfEvent(key, 0), std::uint32_t{'4'}) << XKeysymToString(signs[0]);
     }
     EXPECT_EQ(virtualKeyOfEvent(0xFFFF, 0), 0U);
@@ -354,7 +350,7 @@ protected:
     // Holds the combination with the old kind of grab or with that of the input extension.
     void occupy(bool byInputExtension)
     {
-        const unsigned key = typist_.keycode("space");
+        const unsigned key = user_.keycode("space");
         constexpr unsigned state = ControlMask | ShiftMask;
         if (!byInputExtension) {
             XGrabKey(other_.get(), static_cast<int>(key), state, DefaultRootWindow(other_.get()), False, GrabModeAsync,
@@ -378,12 +374,23 @@ TEST_F(X11OtherProgram, HeldCombinationIsStillWatched)
     occupy(false);
     Watch watch(ctrlShiftSpace);
     EXPECT_EQ(probeHotkey(ctrlShiftSpace), ProbeResult::HeldByAnother);
-    typist_.type("+Control_L +Shift_L +space -space");
+    user_.type("+Control_L +Shift_L +space -space");
     EXPECT_TRUE(eventually([&] { return watch.log() == "PR"; }));
     EXPECT_GE(XPending(other_.get()), 1); // nothing was taken from its holder
-    typist_.type("+Alt_L +space -space -Alt_L -Shift_L -Control_L"); // not held by it
+    user_.type("+Alt_L +space -space -Alt_L -Shift_L -Control_L"); // not held by it
     EXPECT_EQ(seen(&watch), "+Control_L +Shift_L +Alt_L -Alt_L -Shift_L -Control_L");
     EXPECT_EQ(watch.log(), "PRPR");
+}
+
+TEST_F(X11OtherProgram, HotkeyIsHeardWhileAScreenLockHasTheKeyboard)
+{
+    Watch watch(ctrlShiftSpace);
+    Display* const lock = other_.get();
+    XGrabKeyboard(lock, DefaultRootWindow(lock), False, GrabModeAsync, GrabModeAsync, CurrentTime);
+    XSync(lock, False);
+    user_.type("+Control_L +Shift_L +space -space -Shift_L -Control_L");
+    EXPECT_TRUE(eventually([&] { return watch.log() == "PR"; }));
+    EXPECT_EQ(application_.keys(), "");
 }
 
 TEST_F(X11OtherProgram, ProbeTellsWhoHoldsTheCombination)
