@@ -16,11 +16,10 @@ import time
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[1]
-sys.path += [str(ROOT / "tools"), str(ROOT / "tests/e2e")]
+sys.path.append(str(ROOT / "tools"))
 sys.dont_write_bytecode = True
 
-import private_network  # noqa: E402
-from desktop import HOTKEY, Desktop  # noqa: E402
+from desktop import HOTKEY, Desktop, private_network  # noqa: E402
 from figures import Row, spread  # noqa: E402
 
 SERVICE_MS = 300

@@ -13,7 +13,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools"))
 
-from desktop import HOTKEY, Desktop, Program, find_overlay, see_overlay, wait_until  # noqa: E402, F401
+from desktop import HOTKEY, Desktop, find_overlay, private_network, see_overlay, wait_until  # noqa: E402, F401
 
 LONG = bool(os.environ.get("QUILLO_LONG"))
 """Whether tests may take minutes: tools/long-tests.sh."""
@@ -125,10 +125,6 @@ class DesktopTest(unittest.TestCase):
         self.hold_and_speak(text, *how, **speech)
         self.expect_paste(text)
 
-    def paste(self):
-        with self.keyboard.held("Control_L"):
-            self.keyboard.tap("v")
-
     def freeze_in_recognition(self, text):
         """Stops the whole program in the middle of the recognition of this text."""
         for _ in range(10):
@@ -167,25 +163,38 @@ class DesktopTest(unittest.TestCase):
         self.assertEqual(self.quillo.wait(RECOGNITION), 0, self.quillo.tail())
 
 
+@unittest.skipUnless(private_network.MARK in os.environ, private_network.UNAVAILABLE)
+class ServicesTest:
+    """Mixed into a test case, before its other base: `services` stands in for them, for all tests of the class.
+
+    The script calls private_network.enter() first.
+    """
+
+    @classmethod
+    def setUpClass(cls):
+        cls.services = cls.enterClassContext(private_network.Services())
+        super().setUpClass()
+
+
 class SettingsTest(DesktopTest):
     """A test that reaches the program through its icon in the tray, and works in the settings window."""
 
-    def settled(self, find, what):
-        """The place of a window once it stays: tray or window manager put it into theirs, and that into place."""
+    def resting_place(self, find, what):
+        """Where a window is once it stays: tray or window manager put it into theirs, and that into place."""
         places = []
 
         def stays():
             places.append(find())
             return places[-1] and len(places) > 10 and len(set(places[-10:])) == 1
 
-        wait_until(stays, lambda: f"{what} does not settle: {places}")
+        wait_until(stays, lambda: f"{what} does not stay: {places}")
         return places[-1]
 
     def icon(self):
         def find():
             return next((window for window in self.screen.windows(self.quillo) if window.height <= TRAY_HEIGHT), None)
 
-        return self.settled(find, "the icon in the tray")
+        return self.resting_place(find, "the icon in the tray")
 
     def choose(self, height):
         """Clicks the menu's entry at a height from 0, the top, to 1."""
@@ -202,9 +211,18 @@ class SettingsTest(DesktopTest):
 
     def choose_settings(self):
         self.choose(0.40)
-        window = self.settled(lambda: self.screen.wait_for_window(SETTINGS_TITLE), "the settings window")
+        window = self.resting_place(lambda: self.screen.wait_for_window(SETTINGS_TITLE), "the settings window")
         wait_until(lambda: self.screen.focus() == window.id, "the settings window has not got the focus")
         return window
+
+    def enter_hotkey(self, window, *keys):
+        self.open_tab(window, "Hotkey")
+        self.screen.click(window.x + window.width // 2, window.y + 143)  # the field
+        wait_until(lambda: self.find_row(ACCENT, window, width=200), "the field does not wait")
+        with self.keyboard.held(*keys[:-1]):
+            self.keyboard.tap(keys[-1])
+        # Until then, the hotkey that is in force is a key like any other.
+        wait_until(lambda: not self.find_row(ACCENT, window, width=200), "the field goes on waiting")
 
     def choose_quit(self):
         self.choose(0.88)
@@ -246,17 +264,3 @@ class SettingsTest(DesktopTest):
 
         for tab in TABS[: TABS.index(name) + 1]:
             left = wait_until(opened, lambda: f"{tab} does not open at {left} in {bar}")
-
-    def apply_hotkey(self, window, *keys):
-        """Enters a hotkey into its field."""
-        self.enter_hotkey(window, *keys)
-        self.click_apply(window)
-
-    def enter_hotkey(self, window, *keys):
-        self.open_tab(window, "Hotkey")
-        self.screen.click(window.x + window.width // 2, window.y + 143)  # the field
-        wait_until(lambda: self.find_row(ACCENT, window, width=200), "the field does not wait")
-        with self.keyboard.held(*keys[:-1]):
-            self.keyboard.tap(keys[-1])
-        # Until then, the hotkey that is in force is a key like any other.
-        wait_until(lambda: not self.find_row(ACCENT, window, width=200), "the field goes on waiting")

@@ -5,8 +5,9 @@ import os
 import signal
 import unittest
 
-import private_network
-from support import ACCENT, FOX, HOTKEY, LONG, MODEL, RECOGNITION, DesktopTest, Program, SettingsTest, wait_until
+from support import ACCENT, FOX, HOTKEY, LONG, MODEL, RECOGNITION, DesktopTest, ServicesTest, SettingsTest, wait_until
+
+from desktop import Program, private_network
 
 RACES = 200 if LONG else 20
 BASE = private_network.model_address("base")
@@ -15,9 +16,6 @@ TEAM = "good morning team"
 
 class States(SettingsTest):
     """Its methods lead to the states, and return the texts that each would come to."""
-
-    def idle(self):
-        return []
 
     def recording(self):
         self.keyboard.press(*HOTKEY)
@@ -40,13 +38,12 @@ class States(SettingsTest):
         return [FOX, TEAM]
 
 
-class Endings(private_network.ServicesTest, States):
+class Endings(ServicesTest, States):
     def uploading(self):
         self.services.answer(body='{"text": "from afar"}', delay=3)
         self.hold_and_speak("hello world")
         (request,) = wait_until(self.services.requests, "no upload")
         self.assertEqual((request["host"], request["path"]), ("api.openai.com", self.services.PATH))
-        self.assertEqual(request["headers"]["authorization"], "Bearer sk-none")
         self.assertEqual(self.quillo.count("sk-none"), 0)
         return ["from afar"]
 
@@ -54,7 +51,7 @@ class Endings(private_network.ServicesTest, States):
         self.services.answer_all({BASE: {"file": str(MODEL), "delay": 0.2}})
         self.click_button(ACCENT, self.choose_settings())
         part = self.models / "ggml-base.bin.part"
-        wait_until(lambda: self.services.requests() and part.exists() and part.stat().st_size > 0, "no download")
+        wait_until(lambda: part.exists() and part.stat().st_size > 0, "no download")
         return []
 
     def saved_history(self):
@@ -93,7 +90,7 @@ class Endings(private_network.ServicesTest, States):
         self.desktop.configure(transcriptionSource="openai", openaiKey="sk-none", openaiEnabled=True)
         settings = self.desktop.settings_file.read_bytes()
         self.desktop.start_tray()
-        for state in (self.idle, self.recording, self.recognising, self.delivering, self.uploading, self.downloading):
+        for state in (list, self.recording, self.recognising, self.delivering, self.uploading, self.downloading):
             for number in (signal.SIGTERM, signal.SIGKILL):
                 with self.subTest(state.__name__, number=number.name):
                     self.start_and_dictate()

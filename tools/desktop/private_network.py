@@ -1,6 +1,6 @@
 """The remote services under their real names, for this machine's programs inside a private network alone.
 
-A test's process starts itself once more in mount and network namespaces of its own, where the names lead to loopback
+A process starts itself once more in mount and network namespaces of its own, where the names lead to loopback
 and an authority of its own vouches for them. Nothing outside sees any of it.
 """
 
@@ -10,10 +10,9 @@ import shutil
 import subprocess
 import sys
 import tempfile
-import unittest
 from pathlib import Path
 
-from support import ROOT, Program, wait_until
+from .program import Program, wait_until
 
 HOSTS = ["api.openai.com", "api.mistral.ai", "huggingface.co"]
 AUTHORITIES = Path("/etc/ssl/certs/ca-certificates.crt")
@@ -57,7 +56,7 @@ class Services:
     def __enter__(self):
         self.folder = Path(tempfile.mkdtemp(prefix="quillo-services-"))
         self._prepare_names()
-        script = ROOT / "tests/support/stand_in_services.py"
+        script = Path(__file__).with_name("stand_in_services.py")
         certificate = ["--cert", self.folder / "cert.pem", "--key", self.folder / "key.pem"]
         command = [sys.executable, "-B", script, self.folder, "--port", "443", *certificate]
         self._server = Program(command, dict(os.environ))
@@ -99,13 +98,3 @@ class Services:
         shadow = self.folder / file.name
         shadow.write_text(file.read_text() + more)
         subprocess.run(["mount", "--bind", shadow, file], check=True, timeout=60)
-
-
-@unittest.skipUnless(MARK in os.environ, UNAVAILABLE)
-class ServicesTest:
-    """Mixed into a test case, before its other base: `services` stands in for them, for all tests of the class."""
-
-    @classmethod
-    def setUpClass(cls):
-        cls.services = cls.enterClassContext(Services())
-        super().setUpClass()
