@@ -90,15 +90,12 @@ class DesktopTest(unittest.TestCase):
 
     def expect_pill(self, state):
         """Waits until the overlay shows this state, and keeps the picture."""
-        seen = None
 
         def shown():
-            nonlocal seen
             seen = see_overlay(self.screen, self.quillo)
-            return seen and seen.state == state
+            return seen if seen and seen.state == state else None
 
-        wait_until(shown, lambda: f"no overlay in the state {state}, but {seen and seen.state}")
-        self.keep(seen.picture, f"pill-{state.lower()}")
+        self.keep(wait_until(shown, f"no overlay in the state {state}").picture, f"pill-{state.lower()}")
 
     def keep(self, picture, name):
         """Saves a picture for people to look at, into the folder that QUILLO_SCREENSHOTS names, if it does."""

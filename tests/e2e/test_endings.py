@@ -17,6 +17,9 @@ TEAM = "good morning team"
 class States(SettingsTest):
     """Its methods lead to the states, and return the texts that each would come to."""
 
+    def idle(self):
+        return []
+
     def recording(self):
         self.keyboard.press(*HOTKEY)
         self.desktop.speak(TEAM)
@@ -51,7 +54,7 @@ class Endings(ServicesTest, States):
         self.services.answer_all({BASE: {"file": str(MODEL), "delay": 0.2}})
         self.click_button(ACCENT, self.choose_settings())
         part = self.models / "ggml-base.bin.part"
-        wait_until(lambda: part.exists() and part.stat().st_size > 0, "no download")
+        wait_until(lambda: self.services.requests() and part.exists() and part.stat().st_size > 0, "no download")
         return []
 
     def saved_history(self):
@@ -90,7 +93,7 @@ class Endings(ServicesTest, States):
         self.desktop.configure(transcriptionSource="openai", openaiKey="sk-none", openaiEnabled=True)
         settings = self.desktop.settings_file.read_bytes()
         self.desktop.start_tray()
-        for state in (list, self.recording, self.recognising, self.delivering, self.uploading, self.downloading):
+        for state in (self.idle, self.recording, self.recognising, self.delivering, self.uploading, self.downloading):
             for number in (signal.SIGTERM, signal.SIGKILL):
                 with self.subTest(state.__name__, number=number.name):
                     self.start_and_dictate()

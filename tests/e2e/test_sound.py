@@ -20,6 +20,14 @@ class SoundTest(DesktopTest):
 
 
 class Loss(SoundTest):
+    def speak_until(self, text, *events):
+        """Holds the hotkey from the first word to the last event."""
+        self.editor.clear()
+        with self.keyboard.held(*HOTKEY):
+            self.desktop.speak(text)
+            for happen in events:
+                happen()
+
     def go_through(self, lose, bring_back):
         self.start()
         self.dictate("hello world")
@@ -27,10 +35,7 @@ class Loss(SoundTest):
         before = measure(self.quillo)
 
         # The words that were heard before are pasted.
-        self.editor.clear()
-        with self.keyboard.held(*HOTKEY):
-            self.desktop.speak("good morning team")
-            lose()
+        self.speak_until("good morning team", lose)
         self.expect_paste("good morning team")
         for _ in range(2):
             for _ in range(2):
@@ -44,20 +49,12 @@ class Loss(SoundTest):
         bring_back()
 
         # A recording that has lost its microphone does not find the new one; the next recording does.
-        self.editor.clear()
-        with self.keyboard.held(*HOTKEY):
-            self.desktop.speak("please send the report to the team")
-            lose()
-            bring_back()
+        self.speak_until("please send the report to the team", lose, bring_back)
         self.expect_paste("please send the report to the team")
         self.dictate("thank you")
         wait_until_back_at(self.quillo, before)
 
-        self.editor.clear()
-        with self.keyboard.held(*HOTKEY):
-            self.desktop.speak("one two three four five")
-            lose()
-            self.expect_orderly_end()
+        self.speak_until("one two three four five", lose, self.expect_orderly_end)
         self.expect_text("one two three four five")
         bring_back()
 

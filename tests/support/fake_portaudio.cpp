@@ -35,11 +35,11 @@ struct Stream {
 
 std::mutex mutex; // guards what follows; not held while a stream's mutex is taken or a callback runs
 int initialised = 0;
-std::vector<FakeDevice> plugged;
-std::vector<FakeDevice> deviceList; // those that were plugged when the library was initialised
+struct Devices {
+    std::vector<FakeDevice> list;
+    PaDeviceIndex defaultInput = paNoDevice;
+} plugged, known; // those that were plugged when the library was initialised
 std::vector<PaDeviceInfo> infos;
-PaDeviceIndex pluggedDefault = paNoDevice;
-PaDeviceIndex defaultDevice = paNoDevice;
 std::map<PaCall, PaError> failures;
 std::map<PaCall, int> counts;
 std::optional<PaCall> hangingCall;
@@ -119,8 +119,7 @@ void FakePortAudio::reset()
 void FakePortAudio::setDevices(std::vector<FakeDevice> devices, PaDeviceIndex defaultInput)
 {
     const std::lock_guard lock(mutex);
-    plugged = std::move(devices);
-    pluggedDefault = defaultInput;
+    plugged = {std::move(devices), defaultInput};
 }
 
 void FakePortAudio::fail(PaCall call, PaError error)
@@ -201,10 +200,9 @@ PaError Pa_Initialize(void)
     const PaError error = enter(PaCall::Initialize, lock);
     if (error != paNoError || initialised++ > 0)
         return error;
-    deviceList = plugged;
-    defaultDevice = pluggedDefault;
+    known = plugged;
     infos.clear();
-    for (const FakeDevice& device : deviceList) {
+    for (const FakeDevice& device : known.list) {
         PaDeviceInfo& info = infos.emplace_back();
         info.name = device.name ? device.name->c_str() : nullptr;
         info.maxInputChannels = device.inputChannels;
@@ -231,14 +229,14 @@ PaDeviceIndex Pa_GetDeviceCount(void)
 {
     const std::lock_guard lock(mutex);
     demandOneThread();
-    return initialised > 0 ? static_cast<PaDeviceIndex>(deviceList.size()) : paNotInitialized;
+    return initialised > 0 ? static_cast<PaDeviceIndex>(known.list.size()) : paNotInitialized;
 }
 
 PaDeviceIndex Pa_GetDefaultInputDevice(void)
 {
     const std::lock_guard lock(mutex);
     demandOneThread();
-    return initialised > 0 ? defaultDevice : paNoDevice;
+    return initialised > 0 ? known.defaultInput : paNoDevice;
 }
 
 const PaDeviceInfo* Pa_GetDeviceInfo(PaDeviceIndex device)
@@ -246,8 +244,8 @@ const PaDeviceInfo* Pa_GetDeviceInfo(PaDeviceIndex device)
     const std::lock_guard lock(mutex);
     demandOneThread();
     const auto index = static_cast<std::size_t>(device);
-    const bool known = initialised > 0 && device >= 0 && index < deviceList.size() && deviceList[index].hasInfo;
-    return known ? &infos[index] : nullptr;
+    const bool hasInfo = initialised > 0 && device >= 0 && index < known.list.size() && known.list[index].hasInfo;
+    return hasInfo ? &infos[index] : nullptr;
 }
 
 PaError Pa_OpenStream(PaStream** stream, const PaStreamParameters* inputParameters,

@@ -31,8 +31,6 @@ public:
         }
     }
 
-    const std::set<std::uint32_t>& all() const { return keys_; }
-
 private:
     std::set<std::uint32_t> keys_;
 };

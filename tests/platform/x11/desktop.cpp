@@ -54,17 +54,6 @@ Connection connect()
     return {XOpenDisplay(nullptr), XCloseDisplay};
 }
 
-NoServer::NoServer()
-    : display_(XDisplayName(nullptr))
-{
-    setenv("DISPLAY", "nowhere:0", 1);
-}
-
-NoServer::~NoServer()
-{
-    setenv("DISPLAY", display_.c_str(), 1);
-}
-
 User::~User()
 {
     // Not what the server holds for pressed: another program may have released a key that is held down here.

@@ -7,6 +7,7 @@
 #include "desktop/typist.h"
 
 #include <bitset>
+#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -19,13 +20,10 @@ using Connection = std::unique_ptr<Display, decltype(&XCloseDisplay)>;
 Connection connect();
 
 /// While it lives, new connections find no server.
-class NoServer {
-public:
-    NoServer();
-    ~NoServer();
-
-private:
-    std::string display_;
+struct NoServer {
+    NoServer() { setenv("DISPLAY", "nowhere:0", 1); }
+    ~NoServer() { setenv("DISPLAY", display.c_str(), 1); }
+    const std::string display = XDisplayName(nullptr);
 };
 
 /// A user at the keyboard. Keys are named by keysym: "+Control_L +a -a -Control_L".
