@@ -2,8 +2,8 @@
 
 #include "audio/audio_capture.h"
 #include "engine/engine.h"
-#include "support/fake_platform.h"
-#include "support/fake_portaudio.h"
+#include "stand_ins/fake_platform.h"
+#include "stand_ins/fake_portaudio.h"
 #include "ui/overlay/overlay_controller.h"
 
 #include <QApplication>
@@ -34,7 +34,7 @@ inline void besideEventLoop(const std::function<void()>& work)
     worker.join();
 }
 
-/// The part of the program that records, ready for the hotkey, with sound card and keyboard replaced by the tests'
+/// The part of the program that records, ready for the hotkey, with sound card and keyboard replaced by
 /// stand-ins. Made and destroyed on the user-interface thread; the hotkey is pressed and released on another.
 class Recorder {
 public:

@@ -4,7 +4,7 @@
 // release of the hotkey, and those at the paste. A first recording, not reported, has what is made once in a process.
 #include "peak_memory.h"
 #include "recorder.h"
-#include "support/eventually.h"
+#include "stand_ins/eventually.h"
 #include "transcribe/cloud_transcriber.h"
 
 #include <chrono>

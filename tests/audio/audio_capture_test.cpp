@@ -1,7 +1,7 @@
 #include "audio/audio_capture.h"
 #include "base/log.h"
-#include "support/fake_platform.h"
-#include "support/fake_portaudio.h"
+#include "stand_ins/fake_platform.h"
+#include "stand_ins/fake_portaudio.h"
 
 #include <gmock/gmock.h>
 

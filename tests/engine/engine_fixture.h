@@ -3,8 +3,8 @@
 #include "audio/audio_capture.h"
 #include "base/log.h"
 #include "engine/engine.h"
-#include "support/fake_platform.h"
-#include "support/fake_portaudio.h"
+#include "stand_ins/fake_platform.h"
+#include "stand_ins/fake_portaudio.h"
 #include "support/speech.h"
 #include "transcribe/whisper_transcriber.h"
 

@@ -1,7 +1,7 @@
 #include "hotkey/hotkey_manager.h"
 
-#include "support/eventually.h"
-#include "support/fake_platform.h"
+#include "stand_ins/eventually.h"
+#include "stand_ins/fake_platform.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "hotkey/hotkey.h"
 #include "hotkey/hotkey_availability.h"
-#include "support/fake_platform.h"
+#include "stand_ins/fake_platform.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "hotkey/key_decision.h"
 
-#include "support/pressed_keys.h"
+#include "stand_ins/pressed_keys.h"
 
 #include <gtest/gtest.h>
 

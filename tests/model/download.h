@@ -2,8 +2,8 @@
 
 #include "model/model_manager.h"
 #include "net/curl_runtime.h"
-#include "support/eventually.h"
-#include "support/fake_platform.h"
+#include "stand_ins/eventually.h"
+#include "stand_ins/fake_platform.h"
 #include "support/files.h"
 #include "support/stand_in_services.h"
 

@@ -1,7 +1,7 @@
 #include "base/utf8_path.h"
 #include "model/model_manager.h"
 #include "settings/paths.h"
-#include "support/fake_platform.h"
+#include "stand_ins/fake_platform.h"
 #include "support/files.h"
 #include "support/temporary_folder.h"
 

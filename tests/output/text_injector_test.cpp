@@ -1,6 +1,6 @@
 #include "output/text_injector.h"
 
-#include "support/fake_platform.h"
+#include "stand_ins/fake_platform.h"
 
 #include <gmock/gmock.h>
 

@@ -1,6 +1,6 @@
 #include "support/stand_in_services.h"
 
-#include "support/eventually.h"
+#include "stand_ins/eventually.h"
 #include "support/files.h"
 
 #include <QJsonArray>

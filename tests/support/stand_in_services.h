@@ -10,8 +10,9 @@
 
 namespace quillo::test {
 
-/// A server on loopback in the place of the remote services, which ends with this object (tools/desktop/stand_in_services.py, where
-/// the answers are described). Needs python3, and openssl for TLS; throws std::runtime_error without them. One thread.
+/// A server on loopback in the place of the remote services, which ends with this object
+/// (tools/desktop/stand_in_services.py, where the answers are described). Needs python3, and openssl for TLS; throws
+/// std::runtime_error without them. One thread.
 class StandInServices {
 public:
     struct Part {

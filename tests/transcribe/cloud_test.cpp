@@ -1,7 +1,7 @@
 #include "transcribe/cloud_transcriber.h"
 
 #include "base/log.h"
-#include "support/eventually.h"
+#include "stand_ins/eventually.h"
 #include "support/stand_in_services.h"
 #include "transcribe/wav.h"
 

@@ -6,9 +6,8 @@
 #include "ui/settings/model_card_widget.h"
 #include "ui/settings/settings_dialog.h"
 
-#include "support/fake_platform.h"
-#include "support/fake_portaudio.h"
-#include "support/temporary_folder.h"
+#include "stand_ins/fake_platform.h"
+#include "stand_ins/fake_portaudio.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -20,6 +19,7 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QTabWidget>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QVBoxLayout>
 
@@ -76,7 +76,7 @@ class Scene {
 public:
     Scene()
     {
-        test::FakePlatform::instance().setDataRoot(folder_.path().string());
+        test::FakePlatform::instance().setDataRoot(folder_.path().toStdString());
         test::FakePortAudio::instance().setDevices(
             {{.name = "Built-in Audio Analog Stereo"},
                 {.name = "Microphone (A very long name of a USB headset with noise cancellation, 2nd port)"}},
@@ -184,7 +184,7 @@ private:
 
     void turnTo(Page page) { find<QTabWidget>("settingsTabs").setCurrentIndex(page); }
 
-    const test::TemporaryFolder folder_;
+    const QTemporaryDir folder_;
     model::ModelManager models_;
     AudioCapture capture_;
     std::optional<SettingsDialog> dialog_;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/eventually.h"
+#include "stand_ins/eventually.h"
 
 #include <gtest/gtest.h> // before Xlib, whose macros it would not survive
 

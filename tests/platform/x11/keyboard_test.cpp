@@ -5,7 +5,7 @@
 #include "platform/key_event.h"
 #include "platform/keyboard_hook.h"
 #include "platform/x11/desktop.h"
-#include "support/pressed_keys.h"
+#include "stand_ins/pressed_keys.h"
 
 #include <gtest/gtest.h>
 

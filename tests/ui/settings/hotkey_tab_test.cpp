@@ -1,7 +1,7 @@
 #include "ui/settings/hotkey_tab.h"
 
 #include "hotkey/hotkey_manager.h"
-#include "support/fake_platform.h"
+#include "stand_ins/fake_platform.h"
 
 #include <QDialog>
 #include <QLabel>

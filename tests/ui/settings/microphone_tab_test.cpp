@@ -2,8 +2,8 @@
 
 #include "audio/audio_capture.h"
 
-#include "support/fake_platform.h"
-#include "support/fake_portaudio.h"
+#include "stand_ins/fake_platform.h"
+#include "stand_ins/fake_portaudio.h"
 
 #include <QApplication>
 #include <QComboBox>

@@ -6,7 +6,7 @@
 #include "settings/paths.h"
 #include "ui/settings/model_card_widget.h"
 
-#include "support/fake_platform.h"
+#include "stand_ins/fake_platform.h"
 #include "support/files.h"
 #include "support/private_profile.h"
 #include "support/stand_in_services.h"

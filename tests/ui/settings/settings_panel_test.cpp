@@ -8,8 +8,8 @@
 #include "settings/settings_store.h"
 #include "ui/settings/settings_dialog.h"
 
-#include "support/fake_platform.h"
-#include "support/fake_portaudio.h"
+#include "stand_ins/fake_platform.h"
+#include "stand_ins/fake_portaudio.h"
 #include "support/files.h"
 #include "support/private_profile.h"
 #include "support/top_level.h"

@@ -1,4 +1,4 @@
-#include "support/fake_portaudio.h"
+#include "stand_ins/fake_portaudio.h"
 
 #include <algorithm>
 #include <chrono>

@@ -2,7 +2,7 @@
 
 #include "platform/hotkey_probe.h"
 #include "platform/keys.h"
-#include "support/pressed_keys.h"
+#include "stand_ins/pressed_keys.h"
 
 #include <atomic>
 #include <condition_variable>

@@ -1,4 +1,4 @@
-#include "support/fake_platform.h"
+#include "stand_ins/fake_platform.h"
 
 #include "platform/clipboard.h"
 #include "platform/compositing.h"
