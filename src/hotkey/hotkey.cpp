@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-#include <utility>
+#include <iterator>
+#include <span>
 
 namespace quillo {
 
@@ -11,46 +12,46 @@ namespace {
 
 namespace vk = platform::vk;
 
-struct NamedKey {
-    std::string_view upperName;
+// Of several with the same code the first is the one that is written.
+struct Name {
+    std::string_view text;
     std::uint32_t code;
-    const char* displayName; ///< null for a further spelling of the same key
 };
 
-constexpr NamedKey namedKeys[] = {
-    {"SPACE", vk::space, "Space"},
-    {"ENTER", vk::enter, "Enter"},
-    {"RETURN", vk::enter, nullptr},
-    {"TAB", vk::tab, "Tab"},
-    {"ESCAPE", vk::escape, nullptr},
-    {"ESC", vk::escape, "Esc"},
-    {"BACKSPACE", vk::back, "Backspace"},
-    {"BACK", vk::back, nullptr},
-    {"DELETE", vk::del, "Delete"},
-    {"DEL", vk::del, nullptr},
-    {"INSERT", vk::insert, "Insert"},
-    {"INS", vk::insert, nullptr},
-    {"HOME", vk::home, "Home"},
-    {"END", vk::end, "End"},
-    {"PAGEUP", vk::pageUp, "PageUp"},
-    {"PGUP", vk::pageUp, nullptr},
-    {"PAGEDOWN", vk::pageDown, "PageDown"},
-    {"PGDN", vk::pageDown, nullptr},
-    {"PGDOWN", vk::pageDown, nullptr}, // as Qt writes it
-    {"UP", vk::up, "Up"},
-    {"DOWN", vk::down, "Down"},
-    {"LEFT", vk::left, "Left"},
-    {"RIGHT", vk::right, "Right"},
+constexpr Name modifierNames[] = {
+    {"Ctrl", platform::modCtrl},
+    {"Control", platform::modCtrl},
+    {"Shift", platform::modShift},
+    {"Alt", platform::modAlt},
+    {"Win", platform::modWin},
+    {"Super", platform::modWin},
+    {"Meta", platform::modWin},
 };
 
-constexpr std::pair<std::string_view, std::uint32_t> modifierNames[] = {
-    {"CTRL", platform::modCtrl},
-    {"CONTROL", platform::modCtrl},
-    {"SHIFT", platform::modShift},
-    {"ALT", platform::modAlt},
-    {"WIN", platform::modWin},
-    {"SUPER", platform::modWin},
-    {"META", platform::modWin},
+constexpr Name keyNames[] = {
+    {"Space", vk::space},
+    {"Enter", vk::enter},
+    {"Return", vk::enter},
+    {"Tab", vk::tab},
+    {"Esc", vk::escape},
+    {"Escape", vk::escape},
+    {"Backspace", vk::back},
+    {"Back", vk::back},
+    {"Delete", vk::del},
+    {"Del", vk::del},
+    {"Insert", vk::insert},
+    {"Ins", vk::insert},
+    {"Home", vk::home},
+    {"End", vk::end},
+    {"PageUp", vk::pageUp},
+    {"PgUp", vk::pageUp},
+    {"PageDown", vk::pageDown},
+    {"PgDn", vk::pageDown},
+    {"PgDown", vk::pageDown}, // as Qt writes it
+    {"Up", vk::up},
+    {"Down", vk::down},
+    {"Left", vk::left},
+    {"Right", vk::right},
 };
 
 constexpr bool isLetterOrDigit(std::uint32_t code)
@@ -58,10 +59,20 @@ constexpr bool isLetterOrDigit(std::uint32_t code)
     return (code >= 'A' && code <= 'Z') || (code >= '0' && code <= '9');
 }
 
-std::uint32_t modifierFromName(std::string_view name)
+// ASCII letters only.
+std::string upperCase(std::string_view text)
 {
-    const auto* found = std::ranges::find(modifierNames, name, &std::pair<std::string_view, std::uint32_t>::first);
-    return found == std::end(modifierNames) ? 0 : found->second;
+    std::string upper(text);
+    for (char& c : upper)
+        if (c >= 'a' && c <= 'z')
+            c = static_cast<char>(c - 'a' + 'A');
+    return upper;
+}
+
+std::uint32_t codeOf(std::string_view upperName, std::span<const Name> names)
+{
+    const auto found = std::ranges::find(names, upperName, [](const Name& name) { return upperCase(name.text); });
+    return found == names.end() ? 0 : found->code;
 }
 
 // As atoi reads it: blanks and a sign before the digits are allowed, anything may follow them.
@@ -75,18 +86,13 @@ std::uint32_t functionKeyFromNumber(std::string_view number)
     return n >= 1 && n <= 24 ? vk::f1 - 1 + n : 0;
 }
 
-// Without surrounding blanks, ASCII letters in upper case.
+// Without surrounding blanks, in upper case.
 std::string normalised(std::string_view token)
 {
     const auto first = token.find_first_not_of(" \t");
     if (first == std::string_view::npos)
         return {};
-    const auto last = token.find_last_not_of(" \t");
-    std::string name(token.substr(first, last - first + 1));
-    for (char& c : name)
-        if (c >= 'a' && c <= 'z')
-            c = static_cast<char>(c - 'a' + 'A');
-    return name;
+    return upperCase(token.substr(first, token.find_last_not_of(" \t") - first + 1));
 }
 
 } // namespace
@@ -99,7 +105,7 @@ Hotkey parseHotkey(std::string_view text)
         const std::string name = normalised(text.substr(0, plus));
         text.remove_prefix(plus == std::string_view::npos ? text.size() : plus + 1);
 
-        if (const std::uint32_t modifier = modifierFromName(name))
+        if (const std::uint32_t modifier = codeOf(name, modifierNames))
             hotkey.modifiers |= modifier;
         else if (const std::uint32_t code = keyCodeFromName(name))
             hotkey.virtualKey = code;
@@ -109,25 +115,26 @@ Hotkey parseHotkey(std::string_view text)
 
 std::string formatHotkey(const Hotkey& hotkey)
 {
+    return modifierPrefix(hotkey.modifiers) + keyName(hotkey.virtualKey);
+}
+
+std::string modifierPrefix(std::uint32_t modifiers)
+{
     std::string text;
-    if (hotkey.modifiers & platform::modCtrl)
-        text += "Ctrl+";
-    if (hotkey.modifiers & platform::modShift)
-        text += "Shift+";
-    if (hotkey.modifiers & platform::modAlt)
-        text += "Alt+";
-    if (hotkey.modifiers & platform::modWin)
-        text += "Win+";
-    return text + keyName(hotkey.virtualKey);
+    for (const auto& [name, modifier] : modifierNames) {
+        if (modifiers & modifier)
+            text.append(name) += '+';
+        modifiers &= ~modifier;
+    }
+    return text;
 }
 
 std::uint32_t keyCodeFromName(std::string_view name)
 {
     if (name.size() == 1 && isLetterOrDigit(static_cast<unsigned char>(name.front())))
         return static_cast<unsigned char>(name.front());
-    const auto* found = std::ranges::find(namedKeys, name, &NamedKey::upperName);
-    if (found != std::end(namedKeys))
-        return found->code;
+    if (const std::uint32_t code = codeOf(name, keyNames))
+        return code;
     return name.size() >= 2 && name.starts_with('F') ? functionKeyFromNumber(name.substr(1)) : 0;
 }
 
@@ -135,10 +142,8 @@ std::string keyName(std::uint32_t virtualKey)
 {
     if (isLetterOrDigit(virtualKey))
         return {static_cast<char>(virtualKey)};
-    const auto* found =
-        std::ranges::find_if(namedKeys, [=](const NamedKey& key) { return key.code == virtualKey && key.displayName; });
-    if (found != std::end(namedKeys))
-        return found->displayName;
+    if (const auto* found = std::ranges::find(keyNames, virtualKey, &Name::code); found != std::end(keyNames))
+        return std::string(found->text);
     if (virtualKey >= vk::f1 && virtualKey <= vk::f24)
         return "F" + std::to_string(virtualKey - vk::f1 + 1);
     char hexadecimal[16];

@@ -23,6 +23,9 @@ Hotkey parseHotkey(std::string_view text);
 /// for keys without a name.
 std::string formatHotkey(const Hotkey& hotkey);
 
+/// What the text of a hotkey with these modifiers begins with, such as "Ctrl+Shift+".
+std::string modifierPrefix(std::uint32_t modifiers);
+
 /// The virtual-key code of an upper-case key name, or 0 when there is no such key.
 std::uint32_t keyCodeFromName(std::string_view name);
 

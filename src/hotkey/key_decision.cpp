@@ -4,20 +4,12 @@ namespace quillo {
 
 namespace {
 
-namespace vk = platform::vk;
-
-bool isModifierKey(std::uint32_t key)
-{
-    return (key >= vk::shift && key <= vk::menu) || (key >= vk::leftShift && key <= vk::rightMenu) || key == vk::leftWin
-        || key == vk::rightWin;
-}
-
 bool modifiersAreDown(std::uint32_t modifiers, const std::function<bool(std::uint32_t)>& isDown)
 {
-    return (!(modifiers & platform::modAlt) || isDown(vk::menu))
-        && (!(modifiers & platform::modCtrl) || isDown(vk::control))
-        && (!(modifiers & platform::modShift) || isDown(vk::shift))
-        && (!(modifiers & platform::modWin) || isDown(vk::leftWin) || isDown(vk::rightWin));
+    for (const auto& [key, modifier] : platform::modifierKeys)
+        if ((modifiers & modifier) && isDown(key))
+            modifiers &= ~modifier;
+    return modifiers == 0;
 }
 
 } // namespace
@@ -33,7 +25,7 @@ KeyDecision decideKey(const Hotkey& watched, const platform::KeyEvent& event, st
             return {KeyAction::Release, true};
         }
     }
-    if (!event.down && pressed && isModifierKey(event.virtualKey) && pressed.exchange(false))
+    if (!event.down && pressed && platform::modifierOf(event.virtualKey) && pressed.exchange(false))
         return {KeyAction::Release, false};
     return {};
 }

@@ -44,6 +44,25 @@ inline constexpr std::uint32_t leftMenu = 0xA4;
 inline constexpr std::uint32_t rightMenu = 0xA5; ///< last of the six sided modifiers
 } // namespace vk
 
+/// A key that sets a modifier while it is held.
+struct ModifierKey {
+    std::uint32_t virtualKey; ///< of one key, or of either key of a pair
+    std::uint32_t modifier; ///< one of the bits above
+};
+
+inline constexpr ModifierKey modifierKeys[] = {{vk::menu, modAlt}, {vk::leftMenu, modAlt}, {vk::rightMenu, modAlt},
+    {vk::control, modCtrl}, {vk::leftControl, modCtrl}, {vk::rightControl, modCtrl}, {vk::shift, modShift},
+    {vk::leftShift, modShift}, {vk::rightShift, modShift}, {vk::leftWin, modWin}, {vk::rightWin, modWin}};
+
+/// The modifier bit of a modifier key, sided or not; 0 for every other key.
+constexpr std::uint32_t modifierOf(std::uint32_t virtualKey)
+{
+    for (const ModifierKey& key : modifierKeys)
+        if (key.virtualKey == virtualKey)
+            return key.modifier;
+    return 0;
+}
+
 /// A main key with the modifiers that must be held with it.
 struct KeyCombination {
     std::uint32_t modifiers = 0; ///< sum of the modifier bits above

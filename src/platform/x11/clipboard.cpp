@@ -1,5 +1,6 @@
 #include "platform/clipboard.h"
 
+#include "platform/keys.h"
 #include "platform/x11/display.h"
 #include "platform/x11/hotkey_grabs.h"
 #include "platform/x11/key_map.h"
@@ -34,7 +35,7 @@ std::vector<unsigned> modifiersIn(const KeysDown& down, const x11::KeyMap& keys)
 {
     std::vector<unsigned> held;
     for (unsigned keycode = 0; keycode < x11::keycodeCount; ++keycode)
-        if (down[keycode] && x11::modifierOf(keys.virtualKey(keycode)))
+        if (down[keycode] && modifierOf(keys.virtualKey(keycode)))
             held.push_back(keycode);
     return held;
 }

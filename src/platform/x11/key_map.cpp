@@ -210,29 +210,6 @@ std::bitset<keycodeCount> keysDown(Display* display)
     return down;
 }
 
-std::uint32_t modifierOf(std::uint32_t virtualKey)
-{
-    switch (virtualKey) {
-    case vk::shift:
-    case vk::leftShift:
-    case vk::rightShift:
-        return modShift;
-    case vk::control:
-    case vk::leftControl:
-    case vk::rightControl:
-        return modCtrl;
-    case vk::menu:
-    case vk::leftMenu:
-    case vk::rightMenu:
-        return modAlt;
-    case vk::leftWin:
-    case vk::rightWin:
-        return modWin;
-    default:
-        return 0;
-    }
-}
-
 unsigned keycodeTyping(Display* display, KeySym character, unsigned fallback)
 {
     for (const unsigned group : groupsByPreference(display))

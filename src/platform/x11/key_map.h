@@ -49,9 +49,6 @@ private:
 /// Which keys the server holds to be down now, by keycode.
 std::bitset<keycodeCount> keysDown(Display* display);
 
-/// The modifier bit of a modifier key, sided or not; 0 for every other key.
-std::uint32_t modifierOf(std::uint32_t virtualKey);
-
 /// The keycode that types this unshifted character in the active layout, else in any layout, else `fallback`.
 unsigned keycodeTyping(Display* display, KeySym character, unsigned fallback);
 

@@ -1,6 +1,8 @@
 #include "ui/settings/hotkey_edit.h"
 
+#include "hotkey/hotkey.h"
 #include "platform/key_event.h"
+#include "platform/keys.h"
 #include "ui/settings/look.h"
 
 #include <QFocusEvent>
@@ -48,17 +50,17 @@ QString keyName(const QKeyEvent& event)
 
 QString hotkeyText(const QKeyEvent& event)
 {
-    constexpr std::pair<Qt::KeyboardModifier, const char*> prefixes[] = {
-        {Qt::ControlModifier, "Ctrl+"},
-        {Qt::ShiftModifier, "Shift+"},
-        {Qt::AltModifier, "Alt+"},
-        {Qt::MetaModifier, "Win+"},
+    constexpr std::pair<Qt::KeyboardModifier, std::uint32_t> toolkitModifiers[] = {
+        {Qt::ControlModifier, platform::modCtrl},
+        {Qt::ShiftModifier, platform::modShift},
+        {Qt::AltModifier, platform::modAlt},
+        {Qt::MetaModifier, platform::modWin},
     };
-    QString text;
-    for (const auto& [modifier, prefix] : prefixes)
-        if (event.modifiers() & modifier)
-            text += prefix;
-    return text + keyName(event);
+    std::uint32_t modifiers = 0;
+    for (const auto& [toolkitModifier, modifier] : toolkitModifiers)
+        if (event.modifiers() & toolkitModifier)
+            modifiers |= modifier;
+    return QString::fromStdString(modifierPrefix(modifiers)) + keyName(event);
 }
 
 } // namespace
