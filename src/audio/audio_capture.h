@@ -11,7 +11,7 @@
 namespace quillo {
 
 /// The microphone: lists the input devices, records from one of them, and measures how loud one of them is for a test
-/// by the user. Samples are 32-bit floats, one channel, 16,000 a second, in blocks of 512.
+/// by the user. Samples come as base/sample_format.h describes them.
 ///
 /// The first object that is used initialises PortAudio, and the last one to go terminates it. The list of devices is
 /// that of the last initialisation, which is repeated while no device is open: by refreshDevices(), and when the system

@@ -1,6 +1,7 @@
 #include "audio/capture_context.h"
 
 #include "audio/level.h"
+#include "base/sample_format.h"
 
 #include <utility>
 
@@ -11,7 +12,7 @@ namespace {
 constexpr int loudBlocksToOpen = 3;
 constexpr int silentBlocksToClose = 25;
 constexpr std::size_t minimumSegmentBlocks = 10;
-constexpr std::size_t reservedSamples = 480'000; // half a minute without an allocation on the audio thread
+constexpr std::size_t reservedSamples = std::size_t{30} * samplesPerSecond; // so long without an allocation
 
 } // namespace
 

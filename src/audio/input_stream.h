@@ -9,8 +9,8 @@
 
 namespace quillo {
 
-/// A PortAudio input stream in Quillo's format: one channel of 32-bit float samples, 16,000 a second, in blocks of 512
-/// frames. The sound system must have a user. One thread at a time; objects are independent of each other.
+/// A PortAudio input stream in Quillo's format (base/sample_format.h). The sound system must have a user. One thread at
+/// a time; objects are independent of each other.
 ///
 /// No call waits for the sound system: streams are opened and closed in the order of the calls, as soon as it can.
 class InputStream {

@@ -1,6 +1,7 @@
 #include "audio/sound_system.h"
 
 #include "base/log.h"
+#include "base/sample_format.h"
 #include "platform/sound_devices.h"
 
 #include <stdexcept>
@@ -9,9 +10,6 @@
 namespace quillo {
 
 namespace {
-
-constexpr double sampleRate = 16000.0;
-constexpr unsigned long framesPerBlock = 512;
 
 void writeMessage(const char* line)
 {
@@ -133,11 +131,12 @@ PaStream* SoundSystem::tryToOpen(
     const PaDeviceInfo* info = input.device == paNoDevice ? nullptr : Pa_GetDeviceInfo(input.device);
     if (!info || info->maxInputChannels < 1)
         return nullptr;
-    input.channelCount = 1;
+    input.channelCount = channelCount;
     input.sampleFormat = paFloat32;
     input.suggestedLatency = info->defaultLowInputLatency;
     PaStream* stream = nullptr;
-    if (Pa_OpenStream(&stream, &input, nullptr, sampleRate, framesPerBlock, paClipOff, callback, userData) != paNoError)
+    if (Pa_OpenStream(&stream, &input, nullptr, samplesPerSecond, samplesPerBlock, paClipOff, callback, userData)
+        != paNoError)
         return nullptr;
     if (isWanted() && Pa_StartStream(stream) == paNoError)
         return stream;

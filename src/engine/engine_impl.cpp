@@ -3,6 +3,7 @@
 #include "audio/audio_capture.h"
 #include "audio/level.h"
 #include "base/log.h"
+#include "base/sample_format.h"
 #include "engine/cloud_attempt.h"
 #include "hotkey/hotkey_manager.h"
 #include "output/text_injector.h"
@@ -29,13 +30,11 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr int samplesPerSecond = 16000;
 constexpr int longestReservationSeconds = 3600; // bounds the address space taken for a very long limit
 constexpr auto watchdogPeriod = 500ms;
 constexpr auto releaseCheck = 100ms; // how late a waiting text notices that the limit has closed the held recording
 constexpr auto longestHold = 1min; // of a key that holds no recording open: a text waits no longer for it
 constexpr auto lastMoment = 1s; // what a text waits for the key when the user interface waits for the text
-constexpr auto levelPeriod = 32ms; // one block of samples
 constexpr auto cloudPatience = 30s; // for the first answer, whatever it is
 
 // Without surrounding blanks; text made only of blanks stays as it is.
@@ -52,7 +51,7 @@ std::string trimmed(const std::string& text)
 
 Engine::Impl::Impl()
 {
-    levelTimer.setInterval(levelPeriod);
+    levelTimer.setInterval(blockLength);
     QObject::connect(&levelTimer, &QTimer::timeout, &levelTimer, [this] { showLevel(); });
 }
 
@@ -224,8 +223,7 @@ void Engine::Impl::finishAll()
 Engine::Impl::Outcome Engine::Impl::finish(const std::vector<float>& recorded)
 {
     logMessage("[Quillo] Stopping recording...\n");
-    logMessage("[Quillo] Captured %zu samples (%.1f seconds)\n", recorded.size(),
-        static_cast<double>(static_cast<float>(recorded.size()) / static_cast<float>(samplesPerSecond)));
+    logMessage("[Quillo] Captured %zu samples (%.1f seconds)\n", recorded.size(), secondsOf(recorded.size()));
     if (recorded.empty())
         return Outcome::NoAudio;
     try {

@@ -33,7 +33,7 @@ struct Engine::Impl {
     std::string hotkeyText{"Ctrl+Shift+Space"};
     std::function<void(const std::string&)> onTranscription;
 
-    std::vector<float> samples; ///< of the open recording, mono, 16,000 per second
+    std::vector<float> samples; ///< of the open recording
     std::mutex samplesMutex; ///< guards samples; held by the audio thread, so never for long
 
     std::mutex

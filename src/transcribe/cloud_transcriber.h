@@ -47,8 +47,8 @@ public:
     void setProviders(const std::vector<CloudProvider>& providers);
 
     /// Asks all providers at once that are enabled, have a key and are known by name, and returns: false when there is
-    /// none. The audio is 32-bit float samples in machine byte order, mono and 16,000 a second. For each provider asked
-    /// there is one diagnostic line, and done is called once, possibly at the same time as for another one.
+    /// none. The audio is the bytes of samples (base/sample_format.h). For each provider asked there is one diagnostic
+    /// line, and done is called once, possibly at the same time as for another one.
     bool transcribeAsync(const std::string& audio, TranscriptionDone done);
 
     /// Asks the provider's service whether it accepts the key, which it does with status 200, and logs its answer.

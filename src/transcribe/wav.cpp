@@ -1,5 +1,7 @@
 #include "transcribe/wav.h"
 
+#include "base/sample_format.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -13,8 +15,6 @@ namespace {
 static_assert(std::endian::native == std::endian::little, "samples are copied as they lie in memory");
 
 constexpr std::size_t headerSize = 44;
-constexpr std::uint32_t sampleRate = 16000;
-constexpr std::uint16_t channels = 1;
 constexpr std::uint16_t bytesPerSample = 2;
 
 void append(std::vector<std::uint8_t>& wav, std::string_view text)
@@ -37,10 +37,10 @@ void appendHeader(std::vector<std::uint8_t>& wav, std::uint32_t dataSize)
     append(wav, "fmt ");
     append(wav, std::uint32_t{16}); // size of this sub-chunk
     append(wav, std::uint16_t{1}); // PCM
-    append(wav, channels);
-    append(wav, sampleRate);
-    append(wav, sampleRate * channels * bytesPerSample);
-    append(wav, static_cast<std::uint16_t>(channels * bytesPerSample));
+    append(wav, channelCount);
+    append(wav, samplesPerSecond);
+    append(wav, samplesPerSecond * channelCount * bytesPerSample);
+    append(wav, static_cast<std::uint16_t>(channelCount * bytesPerSample));
     append(wav, static_cast<std::uint16_t>(8 * bytesPerSample));
     append(wav, "data");
     append(wav, dataSize);

@@ -6,7 +6,7 @@
 
 namespace quillo {
 
-/// A complete WAV file in memory, 16-bit PCM, from samples that are mono and 16,000 a second.
+/// A complete WAV file in memory, 16-bit PCM, from samples as base/sample_format.h describes them.
 ///
 /// Samples beyond -1.0 to 1.0 are clamped, the rest is truncated toward zero, so that -32768 never occurs. The sizes
 /// in the header are 32-bit: they hold 37 hours. A pure function; any thread.

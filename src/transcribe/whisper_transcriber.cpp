@@ -1,6 +1,7 @@
 #include "transcribe/whisper_transcriber.h"
 
 #include "base/log.h"
+#include "base/sample_format.h"
 #include "platform/program_folder.h"
 #include "transcribe/model_file.h"
 
@@ -14,6 +15,8 @@
 namespace quillo {
 
 namespace {
+
+static_assert(samplesPerSecond == WHISPER_SAMPLE_RATE);
 
 struct StateDeleter {
     void operator()(whisper_state* state) const { whisper_free_state(state); }
@@ -162,10 +165,9 @@ std::string WhisperTranscriber::transcribe()
     if (!context || samples.empty())
         return {};
 
-    if (samples.size() < WHISPER_SAMPLE_RATE)
-        samples.resize(WHISPER_SAMPLE_RATE);
-    logMessage("[Quillo] Transcribing %zu samples (%.1f seconds)...\n", samples.size(),
-        static_cast<double>(static_cast<float>(samples.size()) / static_cast<float>(WHISPER_SAMPLE_RATE)));
+    if (samples.size() < samplesPerSecond)
+        samples.resize(samplesPerSecond);
+    logMessage("[Quillo] Transcribing %zu samples (%.1f seconds)...\n", samples.size(), secondsOf(samples.size()));
 
     const auto text = guarded([&] { return recognise(context.get(), samples); });
     if (!text)

@@ -27,7 +27,7 @@ public:
 
     bool isLoaded() const;
 
-    /// Appends samples, mono and 16,000 a second, to those that wait for transcribe().
+    /// Appends samples (base/sample_format.h) to those that wait for transcribe().
     void addSamples(const float* samples, std::size_t count);
 
     /// Takes all waiting samples and returns what was said in them, UTF-8, exactly as the model spelt it (usually with
