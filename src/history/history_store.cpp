@@ -1,7 +1,6 @@
 #include "history/history_store.h"
 
-#include "base/file_content.h"
-#include "base/private_file.h"
+#include "base/files.h"
 #include "platform/file_in_use.h"
 
 #include <QByteArray>

@@ -1,6 +1,6 @@
 #include "model/model_manager.h"
 
-#include "base/file_content.h"
+#include "base/files.h"
 #include "base/utf8_path.h"
 #include "model/model_files.h"
 #include "platform/file_in_use.h"

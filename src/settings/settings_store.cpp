@@ -1,6 +1,6 @@
 #include "settings/settings_store.h"
 
-#include "base/private_file.h"
+#include "base/files.h"
 #include "platform/file_in_use.h"
 
 #include <QByteArray>

@@ -16,4 +16,10 @@ QByteArray readContent(const QString& path);
 /// was. Failures are silent.
 void replaceContent(const QString& path, const QByteArray& content);
 
+/// Prepares a file that is about to receive private text, so that there is no moment in which another user could read
+/// it: a missing file is created empty, with its folder, for its owner alone; an existing one loses what its group and
+/// others may do. replaceContent, QSaveFile and QSettings keep these permissions. Failures are left to the write that
+/// follows.
+void makePrivate(const QString& path);
+
 } // namespace quillo

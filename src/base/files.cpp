@@ -1,9 +1,11 @@
-#include "base/file_content.h"
+#include "base/files.h"
 
 #include "platform/file_in_use.h"
 
 #include <QByteArray>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
 #include <QString>
 
@@ -32,6 +34,20 @@ void replaceContent(const QString& path, const QByteArray& content)
         return !isWhole || file.commit();
     };
     platform::retryWhileInUse(replace);
+}
+
+void makePrivate(const QString& path)
+{
+    constexpr QFileDevice::Permissions ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
+    constexpr QFileDevice::Permissions others = QFileDevice::ReadGroup | QFileDevice::WriteGroup | QFileDevice::ExeGroup
+        | QFileDevice::ReadOther | QFileDevice::WriteOther | QFileDevice::ExeOther;
+
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    if (file.open(QIODevice::ReadWrite | QIODevice::NewOnly, ownerOnly))
+        return;
+    if (const QFileDevice::Permissions present = file.permissions(); present & others)
+        file.setPermissions(present & ~others);
 }
 
 } // namespace quillo
