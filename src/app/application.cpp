@@ -145,7 +145,7 @@ int Application::run()
     });
     const int result = QApplication::exec();
     impl_->engine.stop();
-    platform::settleClipboard();
+    platform::handOverClipboard();
     return result;
 }
 

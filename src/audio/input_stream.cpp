@@ -8,9 +8,9 @@
 namespace quillo {
 
 /// The stream itself, which lives until PortAudio has closed it, and the callback, which may have to go before.
-class InputStream::Line {
+class InputStream::Shared {
 public:
-    explicit Line(BlockCallback onBlock)
+    explicit Shared(BlockCallback onBlock)
         : onBlock_(std::move(onBlock))
     {
     }
@@ -33,7 +33,7 @@ private:
     BlockCallback onBlock_;
 };
 
-bool InputStream::Line::open(const ChosenDevice& device)
+bool InputStream::Shared::open(const ChosenDevice& device)
 {
     // Its owner may have given up before this had its turn, or while the device woke up.
     const auto isWanted = [this] { return !isSilent(); };
@@ -43,38 +43,38 @@ bool InputStream::Line::open(const ChosenDevice& device)
     return stream_;
 }
 
-void InputStream::Line::close()
+void InputStream::Shared::close()
 {
     if (stream_)
         SoundSystem::instance().close(std::exchange(stream_, nullptr));
 }
 
-void InputStream::Line::silence()
+void InputStream::Shared::silence()
 {
     BlockCallback released; // without the lock
     const std::lock_guard lock(mutex_);
     released.swap(onBlock_);
 }
 
-bool InputStream::Line::isSilent()
+bool InputStream::Shared::isSilent()
 {
     const std::lock_guard lock(mutex_);
     return !onBlock_;
 }
 
-void InputStream::Line::hear(const float* samples, std::size_t count)
+void InputStream::Shared::hear(const float* samples, std::size_t count)
 {
     const std::lock_guard lock(mutex_);
     if (onBlock_)
         onBlock_(samples, count);
 }
 
-int InputStream::Line::receive(const void* input, void* /*output*/, unsigned long frames,
+int InputStream::Shared::receive(const void* input, void* /*output*/, unsigned long frames,
     const PaStreamCallbackTimeInfo* /*time*/, PaStreamCallbackFlags /*flags*/, void* self)
 {
     try {
         if (input)
-            static_cast<Line*>(self)->hear(static_cast<const float*>(input), frames);
+            static_cast<Shared*>(self)->hear(static_cast<const float*>(input), frames);
     } catch (...) {
         // Must not unwind into PortAudio. A block that memory cannot hold is lost; the recording goes on.
     }
@@ -89,19 +89,19 @@ InputStream::~InputStream()
 std::future<bool> InputStream::open(ChosenDevice device, BlockCallback onBlock)
 {
     close();
-    line_ = std::make_shared<Line>(std::move(onBlock));
+    shared_ = std::make_shared<Shared>(std::move(onBlock));
     const auto opened = std::make_shared<std::promise<bool>>();
     SoundSystem::instance().post(
-        [line = line_, opened, device = std::move(device)] { opened->set_value(line->open(device)); });
+        [shared = shared_, opened, device = std::move(device)] { opened->set_value(shared->open(device)); });
     return opened->get_future();
 }
 
 void InputStream::close()
 {
-    if (!line_)
+    if (!shared_)
         return;
-    line_->silence();
-    SoundSystem::instance().post([line = std::move(line_)] { line->close(); });
+    shared_->silence();
+    SoundSystem::instance().post([shared = std::move(shared_)] { shared->close(); });
 }
 
 } // namespace quillo

@@ -34,8 +34,8 @@ public:
     void close();
 
 private:
-    class Line;
-    std::shared_ptr<Line> line_; ///< shared with PortAudio's thread
+    class Shared;
+    std::shared_ptr<Shared> shared_; ///< shared with PortAudio's thread
 };
 
 } // namespace quillo

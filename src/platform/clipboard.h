@@ -18,6 +18,6 @@ bool sendPasteShortcut(const std::function<bool()>& mayBeSent);
 /// To be called once before the process ends, after the last paste. Where the clipboard lives in the process that
 /// filled it, waits, for a bounded time, until a paste that was sent has been served, and leaves the text with a
 /// clipboard manager if there is one.
-void settleClipboard();
+void handOverClipboard();
 
 } // namespace quillo::platform

@@ -168,7 +168,7 @@ bool sendPasteShortcut(const std::function<bool()>& mayBeSent)
     return true;
 }
 
-void settleClipboard() { }
+void handOverClipboard() { }
 
 bool isCompositing()
 {

@@ -119,7 +119,7 @@ bool sendPasteShortcut(const std::function<bool()>& mayBeSent)
     return true;
 }
 
-void settleClipboard()
+void handOverClipboard()
 {
     // The text lives in the system's clipboard, not in this process: a paste is served without us.
 }

@@ -127,9 +127,9 @@ bool sendPasteShortcut(const std::function<bool()>& mayBeSent)
     return true;
 }
 
-void settleClipboard()
+void handOverClipboard()
 {
-    clipboard().settle();
+    clipboard().handOver();
 }
 
 } // namespace quillo::platform

@@ -17,8 +17,8 @@ SelectionOwner::~SelectionOwner()
 
 template<class Condition> bool SelectionOwner::await(std::unique_lock<std::mutex>& lock, Condition condition)
 {
-    board_.wake.signal();
-    return board_.changed.wait_for(lock, patience, [&] { return condition() || board_.ended; }) && !board_.ended;
+    shared_.wake.signal();
+    return shared_.changed.wait_for(lock, patience, [&] { return condition() || shared_.ended; }) && !shared_.ended;
 }
 
 bool SelectionOwner::setText(const std::string& utf8)
@@ -32,41 +32,41 @@ bool SelectionOwner::place(const std::string& utf8)
 {
     if (hasEnded())
         restartThread();
-    std::unique_lock lock(board_.mutex);
-    board_.text = std::make_shared<const std::string>(utf8);
-    return await(lock, [this] { return !board_.text; }) && board_.owned;
+    std::unique_lock lock(shared_.mutex);
+    shared_.text = std::make_shared<const std::string>(utf8);
+    return await(lock, [this] { return !shared_.text; }) && shared_.owned;
 }
 
 void SelectionOwner::expectPaste()
 {
-    const std::lock_guard lock(board_.mutex);
-    board_.pasteExpected = board_.owned;
+    const std::lock_guard lock(shared_.mutex);
+    shared_.pasteExpected = shared_.owned;
 }
 
-void SelectionOwner::settle()
+void SelectionOwner::handOver()
 {
     const std::lock_guard callers(callers_);
     if (!hasEnded()) {
-        std::unique_lock lock(board_.mutex);
-        await(lock, [this] { return !board_.pasteExpected; });
-        board_.handOver = true;
-        await(lock, [this] { return !board_.handOver; });
+        std::unique_lock lock(shared_.mutex);
+        await(lock, [this] { return !shared_.pasteExpected; });
+        shared_.handOver = true;
+        await(lock, [this] { return !shared_.handOver; });
     }
     stopThread();
 }
 
 bool SelectionOwner::hasEnded()
 {
-    const std::lock_guard lock(board_.mutex);
-    return board_.ended;
+    const std::lock_guard lock(shared_.mutex);
+    return shared_.ended;
 }
 
 void SelectionOwner::restartThread()
 {
     stopThread();
-    board_.stop = false;
-    board_.ended = false;
-    thread_ = std::thread([this] { SelectionServer::serve(board_); });
+    shared_.stop = false;
+    shared_.ended = false;
+    thread_ = std::thread([this] { SelectionServer::serve(shared_); });
 }
 
 void SelectionOwner::stopThread()
@@ -74,10 +74,10 @@ void SelectionOwner::stopThread()
     if (!thread_.joinable())
         return;
     {
-        const std::lock_guard lock(board_.mutex);
-        board_.stop = true;
+        const std::lock_guard lock(shared_.mutex);
+        shared_.stop = true;
     }
-    board_.wake.signal();
+    shared_.wake.signal();
     thread_.join();
 }
 

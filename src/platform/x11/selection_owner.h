@@ -11,7 +11,7 @@ namespace quillo::platform::x11 {
 /// The program's ownership of the CLIPBOARD selection, kept by a thread of its own that answers the requests of
 /// pasting applications: so it never depends on the user-interface thread.
 ///
-/// The thread exists from the first setText() until settle() or destruction, and is started anew when it has lost its
+/// The thread exists from the first setText() until handOver() or destruction, and is started anew when it has lost its
 /// connection. Any thread.
 class SelectionOwner {
 public:
@@ -28,7 +28,7 @@ public:
 
     /// Waits for an expected paste to be served, hands the text to a clipboard manager if there is one, and ends the
     /// thread. Takes about two seconds at most.
-    void settle();
+    void handOver();
 
 private:
     template<class Condition> bool await(std::unique_lock<std::mutex>& lock, Condition condition);
@@ -37,8 +37,8 @@ private:
     void restartThread();
     void stopThread();
 
-    std::mutex callers_; // one setText() or settle() at a time
-    SelectionBoard board_;
+    std::mutex callers_; // one setText() or handOver() at a time
+    SharedSelection shared_;
     std::thread thread_;
 };
 

@@ -49,21 +49,21 @@ bool isBefore(Time a, Time b)
 
 } // namespace
 
-void SelectionServer::serve(SelectionBoard& board)
+void SelectionServer::serve(SharedSelection& shared)
 {
     {
-        SelectionServer server(board);
+        SelectionServer server(shared);
         server.run();
     }
-    const std::lock_guard lock(board.mutex);
-    board.ended = true;
-    board.owned = board.pasteExpected = board.handOver = false;
-    board.text.reset();
-    board.changed.notify_all();
+    const std::lock_guard lock(shared.mutex);
+    shared.ended = true;
+    shared.owned = shared.pasteExpected = shared.handOver = false;
+    shared.text.reset();
+    shared.changed.notify_all();
 }
 
-SelectionServer::SelectionServer(SelectionBoard& board)
-    : board_(board)
+SelectionServer::SelectionServer(SharedSelection& shared)
+    : shared_(shared)
 {
     if (!connection_)
         return;
@@ -82,7 +82,7 @@ void SelectionServer::run()
 {
     if (!connection_)
         return;
-    pollfd sources[] = {{connection_.fd(), POLLIN, 0}, {board_.wake.fd(), POLLIN, 0}};
+    pollfd sources[] = {{connection_.fd(), POLLIN, 0}, {shared_.wake.fd(), POLLIN, 0}};
     for (;;) {
         while (XPending(connection_.get()) > 0) {
             XEvent event;
@@ -96,19 +96,19 @@ void SelectionServer::run()
         poll(sources, std::size(sources), -1);
         if (!sources[1].revents)
             continue;
-        board_.wake.clear();
-        lookAtBoard();
-        const std::lock_guard lock(board_.mutex);
-        if (board_.stop)
+        shared_.wake.clear();
+        doAsTold();
+        const std::lock_guard lock(shared_.mutex);
+        if (shared_.stop)
             return;
     }
 }
 
-void SelectionServer::lookAtBoard()
+void SelectionServer::doAsTold()
 {
-    std::unique_lock lock(board_.mutex);
-    const bool place = board_.text != nullptr;
-    const bool save = board_.handOver;
+    std::unique_lock lock(shared_.mutex);
+    const bool place = shared_.text != nullptr;
+    const bool save = shared_.handOver;
     lock.unlock();
     // The claim needs the server's time, which the notice of a changed property tells.
     if (place)
@@ -134,9 +134,9 @@ void SelectionServer::dispatch(XEvent& event)
         break;
     case SelectionClear: {
         text_.reset();
-        const std::lock_guard lock(board_.mutex);
-        board_.owned = board_.pasteExpected = false;
-        board_.changed.notify_all();
+        const std::lock_guard lock(shared_.mutex);
+        shared_.owned = shared_.pasteExpected = false;
+        shared_.changed.notify_all();
         break;
     }
     default:
@@ -146,8 +146,8 @@ void SelectionServer::dispatch(XEvent& event)
 
 void SelectionServer::claim(Time time)
 {
-    std::unique_lock lock(board_.mutex);
-    const Text text = board_.text;
+    std::unique_lock lock(shared_.mutex);
+    const Text text = shared_.text;
     lock.unlock();
     if (!text)
         return;
@@ -157,11 +157,11 @@ void SelectionServer::claim(Time time)
     text_ = owned ? text : nullptr;
     ownedSince_ = time;
     lock.lock();
-    board_.owned = owned;
-    board_.pasteExpected = false;
-    if (board_.text == text)
-        board_.text.reset();
-    board_.changed.notify_all();
+    shared_.owned = owned;
+    shared_.pasteExpected = false;
+    if (shared_.text == text)
+        shared_.text.reset();
+    shared_.changed.notify_all();
 }
 
 void SelectionServer::handOver()
@@ -177,9 +177,9 @@ void SelectionServer::handOver()
 
 void SelectionServer::handedOver()
 {
-    const std::lock_guard lock(board_.mutex);
-    board_.handOver = false;
-    board_.changed.notify_all();
+    const std::lock_guard lock(shared_.mutex);
+    shared_.handOver = false;
+    shared_.changed.notify_all();
 }
 
 void SelectionServer::answer(const XSelectionRequestEvent& request)
@@ -258,9 +258,9 @@ bool SelectionServer::convertText(Window requestor, Atom target, Atom property)
 
 void SelectionServer::textDelivered()
 {
-    const std::lock_guard lock(board_.mutex);
-    board_.pasteExpected = false;
-    board_.changed.notify_all();
+    const std::lock_guard lock(shared_.mutex);
+    shared_.pasteExpected = false;
+    shared_.changed.notify_all();
 }
 
 void SelectionServer::setProperty(Window window, Atom property, Atom type, const std::vector<unsigned long>& values)

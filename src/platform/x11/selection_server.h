@@ -13,7 +13,7 @@
 namespace quillo::platform::x11 {
 
 /// What a SelectionOwner and its thread tell each other.
-struct SelectionBoard {
+struct SharedSelection {
     std::mutex mutex; ///< guards what follows, except `wake`
     std::condition_variable changed; ///< after each change by the serving thread
     EventFd wake; ///< to be signalled after each change by the owner
@@ -32,8 +32,8 @@ struct SelectionBoard {
 /// refused. One thread.
 class SelectionServer {
 public:
-    /// Does what the board asks until it says stop or the connection is lost. Returns after marking the board ended.
-    static void serve(SelectionBoard& board);
+    /// Does what the owner asks until told to stop or the connection is lost. Returns after marking the service ended.
+    static void serve(SharedSelection& shared);
 
 private:
     enum Name : std::size_t {
@@ -52,9 +52,9 @@ private:
     };
     using Text = std::shared_ptr<const std::string>;
 
-    explicit SelectionServer(SelectionBoard& board);
+    explicit SelectionServer(SharedSelection& shared);
     void run();
-    void lookAtBoard();
+    void doAsTold();
     void dispatch(XEvent& event);
     void claim(Time time);
     void handOver();
@@ -69,7 +69,7 @@ private:
 
     Atom operator[](Name name) const { return names_[name]; }
 
-    SelectionBoard& board_;
+    SharedSelection& shared_;
     Connection connection_;
     Atom names_[nameCount]{};
     Window window_ = None;

@@ -122,7 +122,7 @@ private:
 
 class X11Clipboard : public testing::Test {
 protected:
-    ~X11Clipboard() override { settleClipboard(); }
+    ~X11Clipboard() override { handOverClipboard(); }
 
     Peer peer_;
 };
@@ -164,7 +164,7 @@ TEST_F(X11Clipboard, SurvivesWhatOtherProgramsDoToIt)
     EXPECT_EQ(peer_.fetch("UTF8_STRING"), "third");
     peer_.killOwner();
     sendPasteShortcut(always);
-    settleClipboard(); // must neither hang nor fall over the lost connection
+    handOverClipboard(); // must neither hang nor fall over the lost connection
     {
         const NoServer noServer;
         EXPECT_FALSE(setClipboardText("fourth"));
@@ -178,12 +178,12 @@ TEST_F(X11Clipboard, EndWaitsForThePaste)
     constexpr std::chrono::milliseconds slowApplication{50};
     ASSERT_TRUE(setClipboardText("spät"));
     sendPasteShortcut(always);
-    auto end = std::async(std::launch::async, settleClipboard);
+    auto handedOver = std::async(std::launch::async, handOverClipboard);
     std::this_thread::sleep_for(slowApplication);
     EXPECT_EQ(peer_.fetch("UTF8_STRING"), "spät");
-    end.get();
+    handedOver.get();
     EXPECT_EQ(peer_.clipboardOwner(), None);
-    settleClipboard(); // nothing left to do
+    handOverClipboard(); // nothing left to do
     ASSERT_TRUE(setClipboardText("again"));
     EXPECT_EQ(peer_.fetch("UTF8_STRING"), "again");
 }
@@ -193,14 +193,14 @@ TEST_F(X11Clipboard, EndLeavesTheTextWithTheManager)
     Peer manager;
     manager.becomeManager();
     ASSERT_TRUE(setClipboardText("bleibt ✓"));
-    auto end = std::async(std::launch::async, settleClipboard);
+    auto handedOver = std::async(std::launch::async, handOverClipboard);
     EXPECT_EQ(manager.save(), "bleibt ✓");
-    end.get();
+    handedOver.get();
     EXPECT_EQ(peer_.clipboardOwner(), None);
 
     ASSERT_TRUE(setClipboardText("verloren"));
     sendPasteShortcut(always);
-    settleClipboard(); // waits for ever neither for a paste that nobody serves nor for a manager that is silent
+    handOverClipboard(); // waits for ever neither for a paste that nobody serves nor for a manager that is silent
 }
 
 TEST(X11Paste, SendsCtrlVAndNothingElse)
