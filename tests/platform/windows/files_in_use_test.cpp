@@ -11,9 +11,7 @@
 #include <chrono>
 #include <filesystem>
 #include <iterator>
-#include <optional>
-#include <ostream>
-#include <stdexcept>
+#include <stop_token>
 #include <string>
 #include <thread>
 
@@ -26,39 +24,20 @@ using test::writeFile;
 using testing::AllOf;
 using testing::HasSubstr;
 
-/// Another program, such as a scanner or an indexer, that has a file open: nobody can replace or remove it meanwhile.
-class HeldFile {
-public:
-    /// `shared` is what others may do in the meantime, as CreateFileW takes it.
-    explicit HeldFile(const std::filesystem::path& path, DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE)
-        : file_(CreateFileW(path.c_str(), GENERIC_READ, shared, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr))
-    {
-        if (file_ == INVALID_HANDLE_VALUE)
-            throw std::runtime_error("cannot open " + path.string());
-    }
-    ~HeldFile()
-    {
-        if (release_.joinable())
-            release_.join();
-        else
-            CloseHandle(file_);
-    }
-    HeldFile(const HeldFile&) = delete;
-    HeldFile& operator=(const HeldFile&) = delete;
-
-    /// Lets go of it at a time when whoever wants it has tried in vain, but has not given up yet.
-    void releaseSoon()
-    {
-        release_ = std::thread([file = file_] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            CloseHandle(file);
-        });
-    }
-
-private:
-    const HANDLE file_;
-    std::thread release_;
-};
+/// Opens a file as other programs do, scanners and indexers for one: nobody can replace or remove it until the result
+/// goes, or only until whoever wants it has tried in vain, but has not given up yet.
+/// @param shared what others may do meanwhile, as CreateFileW takes it
+std::jthread hold(const fs::path& path, bool briefly, DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE)
+{
+    const HANDLE file =
+        CreateFileW(path.c_str(), GENERIC_READ, shared, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    EXPECT_NE(file, INVALID_HANDLE_VALUE) << path;
+    return std::jthread([=](const std::stop_token& end) {
+        for (int pauses = 0; briefly ? pauses < 5 : !end.stop_requested(); ++pauses)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        CloseHandle(file);
+    });
+}
 
 const test::PrivateProfile profile;
 const fs::path settings = profile.configRoot() / "Quillo" / "Quillo.ini";
@@ -83,8 +62,6 @@ struct Use {
     const char* before; ///< the file's content
     void (*carryOut)();
     bool (*isDone)();
-
-    friend void PrintTo(const Use& that, std::ostream* out) { *out << that.name; }
 };
 
 const Use uses[] = {
@@ -104,40 +81,29 @@ const Use uses[] = {
         [] { return answer == "yes" && !fs::exists(modelFile); }},
 };
 
-class FileInUse : public testing::TestWithParam<Use> {
-protected:
-    void prepare() const
-    {
-        SettingsStore::load(); // writes what could not be saved before, else it would come now
-        profile.empty();
-        test::FakePlatform::instance().setDataRoot(modelRoot.string());
-        writeFile(modelFile, "model");
-        writeFile(use.file, use.before);
-    }
-
-    const Use& use = GetParam();
-};
-
-TEST_P(FileInUse, IsWaitedForAndStaysAsItIsWhenItStaysInUse)
+TEST(FileInUse, IsWaitedForAndStaysAsItIsWhenItStaysInUse)
 {
-    // What a program that has the file open lets others do meanwhile.
-    for (const DWORD sharing : {FILE_SHARE_READ | FILE_SHARE_WRITE, FILE_SHARE_READ, 0}) {
-        prepare();
-        {
-            HeldFile held(use.file, sharing);
-            held.releaseSoon();
-            use.carryOut();
-        }
-        EXPECT_TRUE(use.isDone()) << contentOf(use.file);
-
-        prepare();
-        {
-            const HeldFile held(use.file, sharing);
-            use.carryOut();
-        }
-        EXPECT_EQ(contentOf(use.file), use.before);
-        EXPECT_EQ(std::distance(fs::directory_iterator(use.file.parent_path()), {}), 1);
-    }
+    for (const Use& use : uses)
+        for (const bool briefly : {true, false})
+            // What a program that has the file open lets others do meanwhile.
+            for (const DWORD shared : {FILE_SHARE_READ | FILE_SHARE_WRITE, FILE_SHARE_READ, 0}) {
+                SCOPED_TRACE(testing::Message() << use.name << (briefly ? ", briefly, " : ", ") << shared);
+                SettingsStore::load(); // writes what could not be saved before, else it would come now
+                profile.empty();
+                test::FakePlatform::instance().setDataRoot(modelRoot.string());
+                writeFile(modelFile, "model");
+                writeFile(use.file, use.before);
+                {
+                    const std::jthread held = hold(use.file, briefly, shared);
+                    use.carryOut();
+                }
+                if (briefly) {
+                    EXPECT_TRUE(use.isDone()) << contentOf(use.file);
+                    continue;
+                }
+                EXPECT_EQ(contentOf(use.file), use.before);
+                EXPECT_EQ(std::distance(fs::directory_iterator(use.file.parent_path()), {}), 1);
+            }
 }
 
 TEST(SettingsInUse, AreWrittenWhenTheFileIsFreeAgain)
@@ -147,7 +113,7 @@ TEST(SettingsInUse, AreWrittenWhenTheFileIsFreeAgain)
     SettingsData chosen;
     chosen.hotkey = "F8";
     {
-        const HeldFile held(settings);
+        const std::jthread held = hold(settings, false);
         SettingsStore::save(chosen);
         EXPECT_EQ(SettingsStore::load().hotkey, "F8") << "the user has chosen it";
         EXPECT_THAT(contentOf(settings), HasSubstr("hotkey=F9"));
@@ -156,8 +122,6 @@ TEST(SettingsInUse, AreWrittenWhenTheFileIsFreeAgain)
     EXPECT_THAT(contentOf(settings), AllOf(HasSubstr("hotkey=F8"), HasSubstr("foreign=kept")));
 }
 
-INSTANTIATE_TEST_SUITE_P(, FileInUse, testing::ValuesIn(uses));
-
 } // namespace
 
 namespace model {
@@ -165,47 +129,32 @@ namespace {
 
 using DownloadInUse = Download;
 
-TEST_F(DownloadInUse, WaitsForWhatIsOpenForAMoment)
+TEST_F(DownloadInUse, WaitsForAMomentAndKeepsTheOldModelUnlessAllWentWell)
 {
     const struct {
         fs::path held;
+        bool briefly;
         int fromPercent;
         const char* answer;
         ModelStatus end;
-    } cases[] = {{one, 100, "", ModelStatus::Downloaded}, {onePart, 100, "", ModelStatus::Downloaded},
-        {onePart, 49, R"("how": "short")", ModelStatus::Error}};
-    for (const auto& [file, fromPercent, answer, end] : cases) {
+    } cases[] = {{one, true, 100, "", ModelStatus::Downloaded}, {onePart, true, 100, "", ModelStatus::Downloaded},
+        {onePart, true, 49, R"("how": "short")", ModelStatus::Error}, {one, false, 100, "", ModelStatus::Error}};
+    for (const auto& [file, briefly, fromPercent, answer, end] : cases) {
         writeFile(one, "old model");
         server->answer("/one", model(answer));
         const Reports seen;
-        std::optional<HeldFile> held;
+        std::jthread held;
         managerOf().downloadModel("one", [&, receive = seen.receiver()](const ModelInfo& info, int reached) {
             receive(info, reached);
-            if (reached >= fromPercent && !held) {
-                held.emplace(file);
-                held->releaseSoon();
-            }
+            if (reached >= fromPercent && !held.joinable())
+                held = hold(file, briefly);
         });
         awaitEnd();
-        EXPECT_TRUE(held) << "nothing was in the way";
+        EXPECT_TRUE(held.joinable()) << "nothing was in the way";
         seen.expectEnd(end);
         EXPECT_TRUE(contentOf(one) == (end == ModelStatus::Downloaded ? content : "old model"));
         EXPECT_FALSE(fs::exists(onePart));
     }
-}
-
-TEST_F(DownloadInUse, KeepsTheOldModelWhenThatStaysInUse)
-{
-    writeFile(one, "old model");
-    server->answer("/one", model());
-    {
-        const HeldFile held(one);
-        managerOf().downloadModel("one", reports.receiver());
-        awaitEnd();
-    }
-    reports.expectEnd(ModelStatus::Error);
-    EXPECT_EQ(contentOf(one), "old model");
-    EXPECT_FALSE(fs::exists(onePart));
 }
 
 } // namespace
