@@ -2,15 +2,7 @@
 #include "ui/overlay/overlay_widget.h"
 
 #include "support/top_level.h"
-
-#include <QApplication>
-#include <QLabel>
-#include <QPropertyAnimation>
-#include <QScreen>
-#include <QTest>
-#include <QTimer>
-
-#include <gtest/gtest.h>
+#include "support/widgets.h"
 
 #include <cstdlib>
 #include <tuple>
@@ -20,19 +12,12 @@ namespace {
 
 using ui::OverlayWidget;
 
-constexpr int patience = 20'000; // ms
-
-OverlayWidget* findWidget()
-{
-    return test::topLevel<OverlayWidget>().value(0);
-}
-
-QImage picture(OverlayWidget& widget)
+QColor pixel(OverlayWidget& widget, int x, int y)
 {
     QImage image(widget.size(), QImage::Format_ARGB32);
     image.fill(Qt::transparent);
     widget.render(&image, {}, {}, QWidget::DrawChildren);
-    return image;
+    return image.pixelColor(x, y);
 }
 
 // Storing with premultiplied alpha costs a little precision.
@@ -41,8 +26,6 @@ bool alike(const QColor& a, const QColor& b, int tolerance = 2)
     return std::abs(a.red() - b.red()) <= tolerance && std::abs(a.green() - b.green()) <= tolerance
         && std::abs(a.blue() - b.blue()) <= tolerance && std::abs(a.alpha() - b.alpha()) <= tolerance;
 }
-
-const QColor recordingColor("#7c6aef");
 
 TEST(Overlay, ColoursBelongToTheState)
 {
@@ -56,12 +39,11 @@ TEST(Overlay, ColoursBelongToTheState)
         SCOPED_TRACE(state);
         widget.setState(OverlayState::Error);
         widget.setState(static_cast<OverlayState>(state));
-        const QImage image = picture(widget);
-        EXPECT_TRUE(alike(image.pixelColor(100, 6), background)) << image.pixelColor(100, 6).name().toStdString();
+        EXPECT_PRED2([](auto a, auto b) { return alike(a, b); }, pixel(widget, 100, 6), background);
         edge.setAlpha(191); // three quarters of the outermost row are covered by the outline
-        EXPECT_TRUE(alike(image.pixelColor(100, 0), edge)) << image.pixelColor(100, 0).name().toStdString();
-        EXPECT_EQ(image.pixelColor(0, 0).alpha(), 0);
-        const bool dot = !alike(image.pixelColor(183, 28), background);
+        EXPECT_PRED2([](auto a, auto b) { return alike(a, b); }, pixel(widget, 100, 0), edge);
+        EXPECT_EQ(pixel(widget, 0, 0).alpha(), 0);
+        const bool dot = !alike(pixel(widget, 183, 28), background);
         EXPECT_EQ(dot, state == 1);
     }
 }
@@ -69,19 +51,17 @@ TEST(Overlay, ColoursBelongToTheState)
 // How far the level bar reaches to the right of its left end, in pixels; it lies 3 to 5 pixels above the lower edge.
 int barWidth(OverlayWidget& widget)
 {
-    const QImage image = picture(widget);
     int end = 20; // right of the outline
-    while (alike(image.pixelColor(end, 51), recordingColor, 6))
+    while (alike(pixel(widget, end, 51), "#7c6aef", 6))
         ++end;
     return end == 20 ? 0 : end - 11;
 }
 
 TEST(Overlay, LevelBarIsProportionalAndTheDotPulses)
 {
-    const std::pair<int, int> widths[] = {{-3, 0}, {0, 0}, {10, 17}, {50, 89}, {150, 178}};
     OverlayWidget widget;
     widget.setState(OverlayState::Listening);
-    for (const auto& [level, width] : widths) {
+    for (const auto& [level, width] : {std::pair(-3, 0), {0, 0}, {10, 17}, {50, 89}, {150, 178}}) {
         widget.setLevel(level);
         EXPECT_NEAR(barWidth(widget), width, 2) << "level " << level;
     }
@@ -91,8 +71,8 @@ TEST(Overlay, LevelBarIsProportionalAndTheDotPulses)
     EXPECT_EQ(barWidth(widget), 0);
     widget.setState(OverlayState::Listening);
     EXPECT_EQ(barWidth(widget), 0) << "the next recording starts in silence";
-    const QColor dot = picture(widget).pixelColor(183, 28);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !alike(picture(widget).pixelColor(183, 28), dot, 20); }, patience));
+    const QColor dot = pixel(widget, 183, 28);
+    EXPECT_TRUE(test::waitFor([&] { return !alike(pixel(widget, 183, 28), dot, 20); }));
 }
 
 TEST(Overlay, PillGrowsWithTheTextAndDoesNotShrink)
@@ -108,22 +88,17 @@ TEST(Overlay, PillGrowsWithTheTextAndDoesNotShrink)
     EXPECT_EQ(widget.size(), QSize(grown, 56));
 }
 
-TEST(Overlay, IsOutOfTheUsersWay)
+TEST(Overlay, IsOutOfTheUsersWayInTheMiddleOfTheAvailableArea)
 {
-    const OverlayWidget widget;
+    OverlayWidget widget;
     EXPECT_EQ(widget.windowFlags(),
         Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus
             | Qt::WindowTransparentForInput | Qt::X11BypassWindowManagerHint);
     EXPECT_TRUE(widget.testAttribute(Qt::WA_TranslucentBackground));
     EXPECT_TRUE(widget.testAttribute(Qt::WA_ShowWithoutActivating));
-}
-
-TEST(Overlay, IsCentredInTheAvailableArea)
-{
     const std::tuple<QRect, int, QPoint> places[] = {{{0, 0, 1920, 1080}, 200, {860, 80}},
         {{1920, 27, 1366, 741}, 200, {2503, 73}}, // a second screen under a panel
         {{-1280, -200, 1280, 1024}, 233, {-756, -126}}}; // halves are rounded down
-    OverlayWidget widget;
     for (const auto& [available, width, expected] : places) {
         widget.resize(width, 56);
         widget.placeWithin(available, 0.5F, 0.1F);
@@ -141,40 +116,38 @@ protected:
         controller.setState(OverlayState::Listening);
         controller.setText("Listening...");
     }
-    static double opacity() { return findWidget()->windowOpacity(); }
+    static OverlayWidget* pill() { return test::topLevel<OverlayWidget>().value(0); }
+    static double opacity() { return pill()->windowOpacity(); }
     static bool fadesTo(double value)
     {
-        const auto* const fade = findWidget()->findChild<QPropertyAnimation*>();
-        return QTest::qWaitFor([&] { return fade->state() == QAbstractAnimation::Stopped; }, patience)
+        const auto* const fade = pill()->findChild<QPropertyAnimation*>();
+        return test::waitFor([&] { return fade->state() == QAbstractAnimation::Stopped; })
             && std::abs(opacity() - value) < 0.01;
     }
 
     OverlayController controller;
 };
 
-TEST_F(OverlayControl, DoesNothingUntilNeeded)
+TEST_F(OverlayControl, DoesNothingUntilNeededAndFadesInCentredWithItsOpacity)
 {
     controller.setState(OverlayState::Listening);
     controller.setText("text");
     controller.showPasted();
     controller.setLevel(50);
     controller.paint();
-    EXPECT_EQ(findWidget(), nullptr);
-    controller.placeAt(0.5F, 0.1F);
-    ASSERT_NE(findWidget(), nullptr);
-    EXPECT_FALSE(findWidget()->isVisible());
-}
-
-TEST_F(OverlayControl, FadesInCentredWithItsOpacity)
-{
     controller.setOpacity(0.5F);
+    EXPECT_EQ(pill(), nullptr);
+    controller.placeAt(0.5F, 0.1F);
+    ASSERT_NE(pill(), nullptr);
+    EXPECT_FALSE(pill()->isVisible());
+
     open();
     const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
-    const QRect pill = findWidget()->geometry();
-    EXPECT_TRUE(findWidget()->isVisible());
-    EXPECT_EQ(pill.x() + pill.width() / 2, available.x() + available.width() / 2);
-    EXPECT_EQ(pill.y() + pill.height() / 2, available.y() + available.height() / 10);
-    EXPECT_EQ(findWidget()->findChild<QLabel*>()->text(), "Listening...");
+    const QRect place = pill()->geometry();
+    EXPECT_TRUE(pill()->isVisible());
+    EXPECT_EQ(place.x() + place.width() / 2, available.x() + available.width() / 2);
+    EXPECT_EQ(place.y() + place.height() / 2, available.y() + available.height() / 10);
+    EXPECT_EQ(test::labelText(*pill(), "overlayText"), "Listening...");
     EXPECT_LT(opacity(), 0.1);
     EXPECT_TRUE(fadesTo(0.5));
     controller.setOpacity(0.7F);
@@ -187,10 +160,10 @@ TEST_F(OverlayControl, FadesInCentredWithItsOpacity)
 TEST_F(OverlayControl, SuccessHidesByItselfUnlessSomethingNewIsShown)
 {
     open();
-    auto& timer = *findWidget()->findChild<QTimer*>("hideTimer");
+    auto& timer = test::find<QTimer>(*pill(), "hideTimer");
     EXPECT_FALSE(timer.isActive());
     controller.showPasted();
-    EXPECT_EQ(findWidget()->findChild<QLabel*>()->text(), "\u2713 Pasted");
+    EXPECT_EQ(test::labelText(*pill(), "overlayText"), "\u2713 Pasted");
     EXPECT_TRUE(timer.isActive());
     controller.setState(OverlayState::Error);
     EXPECT_FALSE(timer.isActive());
@@ -202,18 +175,18 @@ TEST_F(OverlayControl, SuccessHidesByItselfUnlessSomethingNewIsShown)
     controller.showPasted();
     EXPECT_EQ(timer.interval(), 750);
     timer.start(0);
-    ASSERT_TRUE(QTest::qWaitFor([] { return opacity() < 0.85; }, patience));
+    ASSERT_TRUE(test::waitFor([] { return opacity() < 0.85; }));
     EXPECT_FALSE(timer.isActive());
     open(); // during the fade-out
     EXPECT_TRUE(fadesTo(0.9));
-    EXPECT_TRUE(findWidget()->isVisible());
+    EXPECT_TRUE(pill()->isVisible());
 
     timer.start(0);
-    ASSERT_TRUE(QTest::qWaitFor([] { return !findWidget()->isVisible(); }, patience));
+    ASSERT_TRUE(test::waitFor([] { return !pill()->isVisible(); }));
     EXPECT_NEAR(opacity(), 0, 0.01);
     open();
     EXPECT_TRUE(fadesTo(0.9));
-    EXPECT_TRUE(findWidget()->isVisible());
+    EXPECT_TRUE(pill()->isVisible());
 }
 
 } // namespace
