@@ -2,19 +2,23 @@
 
 #include <QMetaObject>
 #include <QObject>
-#include <QThread>
 
 #include <memory>
+#include <mutex>
 #include <utility>
 
 namespace quillo {
 
 /// The way back to a widget for threads that may outlive it. A member of the widget, made and destroyed on the
-/// user-interface thread.
+/// user-interface thread; its end waits for a call that is just being posted.
 class LateCalls {
 public:
     LateCalls() = default;
-    ~LateCalls() { target_->isOpen = false; }
+    ~LateCalls()
+    {
+        const std::lock_guard lock(way_->mutex);
+        way_->target.reset(); // and with it what is posted
+    }
     LateCalls(const LateCalls&) = delete;
     LateCalls& operator=(const LateCalls&) = delete;
 
@@ -22,33 +26,21 @@ public:
     /// user-interface thread. Once the widget has gone, nothing runs any more.
     template<typename Action> auto to(Action action) const
     {
-        return [weak = std::weak_ptr(target_), action = std::move(action)](const auto&... arguments) {
-            if (const auto target = weak.lock()) // lives until all is posted
+        return [way = way_, action = std::move(action)](const auto&... arguments) {
+            const std::lock_guard lock(way->mutex); // the toolkit may go soon after the widget
+            if (way->target)
                 QMetaObject::invokeMethod(
-                    target.get(),
-                    [target = target.get(), action, arguments...] {
-                        if (target->isOpen)
-                            action(arguments...);
-                    },
-                    Qt::QueuedConnection);
+                    way->target.get(), [action, arguments...] { action(arguments...); }, Qt::QueuedConnection);
         };
     }
 
 private:
-    struct Target : QObject {
-        bool isOpen = true; ///< user-interface thread
+    struct Way {
+        std::mutex mutex; ///< guards what follows
+        std::unique_ptr<QObject> target = std::make_unique<QObject>(); ///< none: the widget has gone
     };
 
-    // The last to let go may be a thread that is just posting.
-    static void destroy(Target* target)
-    {
-        if (target->thread() == QThread::currentThread())
-            delete target;
-        else
-            target->deleteLater();
-    }
-
-    const std::shared_ptr<Target> target_{new Target, destroy};
+    const std::shared_ptr<Way> way_ = std::make_shared<Way>();
 };
 
 } // namespace quillo

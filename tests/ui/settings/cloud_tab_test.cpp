@@ -1,7 +1,10 @@
 #include "ui/settings/cloud_tab.h"
+#include "ui/settings/late_calls.h"
 
 #include "support/widgets.h"
 
+#include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -105,6 +108,32 @@ TEST_P(CloudTabTest, NothingIsTestedWithoutAKeyOrAnyoneToAsk)
     startTest("secret");
     EXPECT_EQ(testButton().text(), "Test");
     EXPECT_TRUE(testButton().isEnabled());
+}
+
+// Otherwise a call could still be about to post when the application itself has gone.
+TEST(LateCallsTest, WidgetStaysUntilACallThatHasBegunIsPosted)
+{
+    static std::atomic<bool> posting;
+    static std::atomic<bool> gone;
+    posting = gone = false;
+    struct Action {
+        Action() = default;
+        Action(Action&&) = default;
+        Action(const Action& /*posted*/)
+        {
+            posting = true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            EXPECT_FALSE(gone);
+        }
+        void operator()() const { ADD_FAILURE() << "the widget has gone"; }
+    };
+    auto calls = std::make_unique<LateCalls>();
+    std::thread caller(calls->to(Action()));
+    EXPECT_TRUE(test::waitFor([] { return posting.load(); }));
+    calls.reset();
+    gone = true;
+    caller.join();
+    QCoreApplication::processEvents();
 }
 
 } // namespace
