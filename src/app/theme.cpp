@@ -39,17 +39,12 @@ public:
 
 } // namespace
 
-QString themeStyleSheet()
-{
-    initialiseResources();
-    QFile file(":/quillo/theme.qss");
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
-
 void applyTheme(QApplication& application)
 {
     QApplication::setStyle(new BaseStyle);
-    application.setStyleSheet(themeStyleSheet());
+    initialiseResources();
+    if (QFile sheet(":/quillo/theme.qss"); sheet.open(QIODevice::ReadOnly))
+        application.setStyleSheet(QString::fromUtf8(sheet.readAll()));
 }
 
 } // namespace quillo

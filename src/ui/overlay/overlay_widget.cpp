@@ -195,7 +195,7 @@ void OverlayWidget::paintEvent(QPaintEvent*)
 void OverlayWidget::paintRecording(QPainter& painter, const QRectF& pill) const
 {
     QColor dot = recordingColor;
-    dot.setAlphaF(0.5F + 0.5F * std::sin(static_cast<float>(pulsePhase_) * 3.14159F / 30.0F));
+    dot.setAlphaF(0.5F + 0.5F * std::sin(static_cast<float>(pulsePhase_) * 3.14159F / (pulsePhases / 2.0F)));
     painter.setPen(Qt::NoPen);
     painter.setBrush(dot);
     painter.drawEllipse(QPointF(pill.right() - 16, pill.center().y()), 5, 5);

@@ -39,12 +39,12 @@ QGroupBox* AppearanceTab::buildOverlayBox()
     opacitySlider_->setObjectName("opacitySlider");
     opacitySlider_->setAccessibleName("Overlay opacity in percent");
     opacitySlider_->setRange(50, 100);
-    opacitySlider_->setValue(90);
-    auto* const value = new QLabel("90%");
+    auto* const value = new QLabel;
     value->setObjectName("opacityValueLabel");
     value->setFixedWidth(40);
     connect(opacitySlider_, &QSlider::valueChanged, value,
         [value](int percent) { value->setText(QString("%1%").arg(percent)); });
+    opacitySlider_->setValue(90);
     auto* const row = new QHBoxLayout;
     row->addWidget(label);
     row->addWidget(opacitySlider_, 1);

@@ -23,9 +23,6 @@ namespace {
 constexpr std::chrono::milliseconds levelInterval(16); // a picture
 constexpr std::chrono::milliseconds decayInterval(50);
 constexpr int decayStep = 2;
-constexpr int noLevel = -1;
-
-constexpr auto idleText = "Click to test your microphone";
 
 QString micTestButtonStyle()
 {
@@ -40,7 +37,7 @@ MicrophoneTab::MicrophoneTab(AudioCapture* audioCapture)
     : SettingsPage("microphoneTab", "Mic")
     , deviceCombo_(new QComboBox)
     , refreshButton_(new QPushButton("Refresh"))
-    , micTestButton_(new QPushButton("Test Microphone"))
+    , micTestButton_(new QPushButton)
     , levelMeter_(new QProgressBar)
     , micStatusLabel_(new QLabel)
     , vadSlider_(new QSlider(Qt::Horizontal))
@@ -63,7 +60,7 @@ MicrophoneTab::MicrophoneTab(AudioCapture* audioCapture)
     levelTimer_->setObjectName("levelTimer");
     levelTimer_->setInterval(levelInterval);
     connect(levelTimer_, &QTimer::timeout, this, &MicrophoneTab::showLevel);
-    showMicStatus(idleText, color::faintText);
+    showIdle();
     refreshDevices();
 }
 
@@ -111,7 +108,6 @@ QWidget* MicrophoneTab::buildTestGroup()
     levelMeter_->setObjectName("levelMeter");
     levelMeter_->setAccessibleName("Microphone level");
     levelMeter_->setRange(0, 100);
-    levelMeter_->setValue(0);
     levelMeter_->setTextVisible(false);
     fixHeight(levelMeter_, 16);
     levelMeter_->setProperty("class", "vu-meter");
@@ -227,15 +223,20 @@ void MicrophoneTab::stopMicTest()
     latestLevel_ = noLevel;
     meterDecayTimer_->stop();
     levelTimer_->stop();
-    levelMeter_->setValue(0);
-    micTestButton_->setText("Test Microphone");
-    showMicStatus(idleText, color::faintText);
+    showIdle();
 }
 
 void MicrophoneTab::failMicTest(const QString& reason)
 {
     micTestButton_->setChecked(false); // resets the page, so it comes before the message
     showMicStatus(reason, color::error);
+}
+
+void MicrophoneTab::showIdle()
+{
+    levelMeter_->setValue(0);
+    micTestButton_->setText("Test Microphone");
+    showMicStatus("Click to test your microphone", color::faintText);
 }
 
 void MicrophoneTab::showMicStatus(const QString& text, const char* color)

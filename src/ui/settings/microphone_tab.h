@@ -45,6 +45,7 @@ private:
     void startMicTest();
     void stopMicTest();
     void failMicTest(const QString& reason);
+    void showIdle();
     void showMicStatus(const QString& text, const char* color);
     void showLevel();
     void decayMeter();
@@ -63,7 +64,8 @@ private:
 
     AudioCapture* const audioCapture_;
     std::string testedDevice_; ///< its identifier, while a test runs
-    std::atomic<int> latestLevel_ = -1; ///< heard but not shown yet; -1: none
+    static constexpr int noLevel = -1;
+    std::atomic<int> latestLevel_ = noLevel; ///< heard but not shown yet
 };
 
 } // namespace quillo
