@@ -325,6 +325,7 @@ TEST(Termination, HearsOfAnInterruptInItsConsole)
     FreeConsole();
     ASSERT_TRUE(AllocConsole()); // in which nobody else hears of it
     SetConsoleCtrlHandler(nullptr, FALSE); // the setting not to hear of it is inherited
+    SetConsoleCtrlHandler([](DWORD) { return TRUE; }, TRUE); // else nobody's interrupt would end the test, in success
     bool requested = false;
     const TerminationRequests termination({[] {}, [&] { requested = true; }});
     EXPECT_TRUE(GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0));
