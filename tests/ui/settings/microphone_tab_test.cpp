@@ -17,6 +17,7 @@ using test::PaCall;
 
 test::FakePortAudio& makeCard()
 {
+    test::FakePlatform::instance().reset();
     auto& card = test::FakePortAudio::instance();
     card.reset();
     card.setDevices({{.name = "Mikrofon ü"}, {.name = "Speaker", .inputChannels = 0}, {.name = "Headset"}}, 0);
