@@ -27,7 +27,6 @@ void DictationDisplay::showOpened()
     if (!overlay_)
         return;
     ++open_;
-    pasted_ = false;
     if (failureShown_.isActive()) {
         if (failureShown_.remainingTimeAsDuration() < readingTime - glance)
             failures_.pop_front();
@@ -74,7 +73,6 @@ void DictationDisplay::showNext()
         showProcessing();
     } else if (pasted_) {
         overlay_->showPasted();
-        pasted_ = false;
     }
 }
 
@@ -101,7 +99,6 @@ void DictationDisplay::clear()
     failureShown_.stop();
     failures_.clear();
     open_ = underWay_ = 0;
-    pasted_ = false;
 }
 
 } // namespace quillo

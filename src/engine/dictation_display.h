@@ -45,7 +45,7 @@ private:
     OverlayController* overlay_ = nullptr;
     int open_ = 0; // recordings
     int underWay_ = 0; // recordings that are closed and not at their end
-    bool pasted_ = false; // the latest end was a success that has not been shown
+    bool pasted_ = false; // the latest end was a success
     std::deque<Outcome> failures_; // not shown for long enough
     QTimer failureShown_; // runs while the first of them is being shown
 };

@@ -1,4 +1,5 @@
 #include "engine/dictation_display.h"
+#include "support/top_level.h"
 #include "ui/overlay/overlay_controller.h"
 #include "ui/overlay/overlay_widget.h"
 
@@ -8,11 +9,14 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <map>
 
 namespace quillo {
 namespace {
 
 using Outcome = DictationDisplay::Outcome;
+const std::map<char, Outcome> outcomes{
+    {'P', Outcome::Pasted}, {'A', Outcome::NoAudio}, {'T', Outcome::NotTranscribed}, {'S', Outcome::Superseded}};
 
 /// Recordings are opened (o) and closed (c), and end pasted (P), without audio (A), without text (T) or superseded (S);
 /// the user looks on for a glance (,) or for long enough to read (.).
@@ -34,10 +38,7 @@ protected:
         case '.':
             return lookOn(std::chrono::milliseconds(event == '.' ? 1700 : 400));
         default:
-            display_.showEnd(event == 'P' ? Outcome::Pasted
-                    : event == 'A'        ? Outcome::NoAudio
-                    : event == 'T'        ? Outcome::NotTranscribed
-                                          : Outcome::Superseded);
+            display_.showEnd(outcomes.at(event));
         }
     }
 
@@ -49,15 +50,13 @@ protected:
 
     void note()
     {
-        for (const QWidget* window : QApplication::topLevelWidgets()) {
-            const auto* pill = dynamic_cast<const ui::OverlayWidget*>(window);
-            if (!pill || !pill->isVisible())
-                continue;
-            const QString text = pill->findChild<QLabel*>()->text();
-            const QChar initial = text.startsWith(u'\u2713') ? u'P' : text.startsWith("Processing") ? u'p' : text[0];
-            if (shown_.isEmpty() || shown_.back() != initial)
-                shown_ += initial;
-        }
+        const auto* pill = test::topLevel<ui::OverlayWidget>().value(0);
+        if (!pill || !pill->isVisible())
+            return;
+        const QString text = pill->findChild<QLabel*>()->text();
+        const QChar initial = text.startsWith(u'\u2713') ? u'P' : text.startsWith("Processing") ? u'p' : text[0];
+        if (shown_.isEmpty() || shown_.back() != initial)
+            shown_ += initial;
     }
 
     OverlayController overlay_;
@@ -80,7 +79,7 @@ INSTANTIATE_TEST_SUITE_P(Stories, DictationDisplayTest,
     testing::Values(Story{"ocP", "LpP"}, Story{"ocA.", "LpN"}, Story{"ocT,ocP", "LpCLpP"}, Story{"ocToc.P.", "LpCLpCP"},
         Story{"ococP,P", "LpLpP"}, Story{"ocoPcP", "LpLpP"}, Story{"ocoTcP.", "LpLpCP"}, Story{"ocoTcT.", "LpLpC"},
         Story{"ococT.P", "LpLpCpP"}, Story{"ococA,P.", "LpLpNP"}, Story{"ococSP", "LpLpP"}, Story{"ocS", "LpC"},
-        Story{"oocPcP", "LpP"}));
+        Story{"ooc", "L"}, Story{"oocPcP", "LpP"}));
 
 } // namespace
 } // namespace quillo
