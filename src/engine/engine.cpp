@@ -13,8 +13,6 @@ namespace quillo {
 
 namespace {
 
-constexpr int defaultMaxDurationSeconds = 300;
-
 void reportConflicts(const Hotkey& hotkey)
 {
     switch (checkHotkeyAvailability(hotkey)) {
@@ -33,8 +31,8 @@ void reportConflicts(const Hotkey& hotkey)
 
 } // namespace
 
-Engine::Engine()
-    : impl_(std::make_unique<Impl>())
+Engine::Engine(std::chrono::milliseconds longestHold)
+    : impl_(std::make_unique<Impl>(longestHold))
 {
 }
 
@@ -70,7 +68,7 @@ void Engine::setToggleMode(bool toggleMode)
 
 void Engine::setMaxDurationSeconds(int seconds)
 {
-    impl_->maxDurationSeconds = seconds > 0 ? seconds : defaultMaxDurationSeconds;
+    impl_->maxDurationSeconds = seconds > 0 ? seconds : Impl::defaultMaxDurationSeconds;
 }
 
 void Engine::setTranscriptionSource(const std::string& source)
@@ -94,7 +92,7 @@ void Engine::start()
     const Hotkey hotkey = parseHotkey(impl_->hotkeyText);
     reportConflicts(hotkey);
     impl_->armedInToggleMode = impl_->toggleMode;
-    impl_->ending = false;
+    impl_->awaited = Impl::Awaited::Nothing;
     Impl* const impl = impl_.get();
     if (impl->toggleMode)
         HotkeyManager::startToggle(hotkey, [impl] { impl->togglePress(); });
@@ -113,13 +111,15 @@ void Engine::restartHotkey()
 
 void Engine::finishRecording()
 {
+    impl_->awaited = Impl::Awaited::Delivery;
     impl_->finishAll();
+    impl_->awaited = Impl::Awaited::Nothing;
 }
 
 void Engine::stop()
 {
     // The hotkey goes last: as long as the user holds it, its keys stay out of the window that gets the text.
-    impl_->ending = true;
+    impl_->awaited = Impl::Awaited::End;
     impl_->presses.end();
     impl_->watchdogThread = {};
     impl_->finishAll();

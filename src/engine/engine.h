@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -20,7 +21,9 @@ class WhisperTranscriber;
 /// it are then skipped.
 class Engine {
 public:
-    Engine();
+    /// @param longestHold how long a text waits for a held hotkey that holds no recording open, such as a stuck one;
+    ///        then it stays on the clipboard
+    explicit Engine(std::chrono::milliseconds longestHold = std::chrono::minutes(1));
     ~Engine(); ///< does what stop() does
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;

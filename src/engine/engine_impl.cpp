@@ -4,7 +4,6 @@
 #include "audio/level.h"
 #include "base/log.h"
 #include "base/sample_format.h"
-#include "engine/cloud_attempt.h"
 #include "hotkey/hotkey_manager.h"
 #include "output/text_injector.h"
 #include "platform/memory.h"
@@ -18,6 +17,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <exception>
+#include <future>
 #include <memory>
 #include <new>
 #include <system_error>
@@ -33,9 +33,14 @@ using Clock = std::chrono::steady_clock;
 constexpr int longestReservationSeconds = 3600; // bounds the address space taken for a very long limit
 constexpr auto watchdogPeriod = 500ms;
 constexpr auto releaseCheck = 100ms; // how late a waiting text notices that the limit has closed the held recording
-constexpr auto longestHold = 1min; // of a key that holds no recording open: a text waits no longer for it
 constexpr auto lastMoment = 1s; // what a text waits for the key when the user interface waits for the text
 constexpr auto cloudPatience = 30s; // for the first answer, whatever it is
+
+// What a request to the services shares with their answers, which may come when nobody waits any more.
+struct CloudAttempt {
+    std::promise<std::string> text; // of the first answer; empty when that was a failure
+    std::atomic_flag answered;
+};
 
 // Without surrounding blanks; text made only of blanks stays as it is.
 std::string trimmed(const std::string& text)
@@ -49,7 +54,8 @@ std::string trimmed(const std::string& text)
 
 } // namespace
 
-Engine::Impl::Impl()
+Engine::Impl::Impl(std::chrono::milliseconds longest)
+    : longestHold(longest)
 {
     levelTimer.setInterval(blockLength);
     QObject::connect(&levelTimer, &QTimer::timeout, &levelTimer, [this] { showLevel(); });
@@ -63,7 +69,7 @@ template<typename Action> void Engine::Impl::post(Action action)
 
 void Engine::Impl::pushPress()
 {
-    if (!ending)
+    if (awaited != Awaited::End)
         post([this, press = presses.begin()] { startRecording(press); });
 }
 
@@ -215,9 +221,7 @@ void Engine::Impl::finishAll()
         return;
     QCoreApplication::sendPostedEvents(&ui); // or the overlay would show what was before
     display.paint();
-    finishing = true;
     recognition.post([] {}).wait();
-    finishing = false;
 }
 
 Engine::Impl::Outcome Engine::Impl::finish(const std::vector<float>& recorded)
@@ -244,15 +248,11 @@ Engine::Impl::Outcome Engine::Impl::recognise(const std::vector<float>& recorded
     const std::string source = transcriptionSource;
     lock.unlock();
 
-    bool heardLocally = false; // whether this machine had its say
-    bool superseded = false;
-    if (source == "openai" || source == "mistral") {
-        superseded = !tryCloud(recorded, source, text);
-        heardLocally = text.empty() && tryLocal(recorded, text);
-    } else {
+    const bool cloudFirst = source == "openai" || source == "mistral";
+    bool heardLocally = !cloudFirst && tryLocal(recorded, text);
+    const bool superseded = text.empty() && !tryCloud(recorded, source, text);
+    if (cloudFirst && text.empty())
         heardLocally = tryLocal(recorded, text);
-        superseded = text.empty() && !tryCloud(recorded, source, text);
-    }
     if (!text.empty())
         return Outcome::Pasted;
     return heardLocally && superseded ? Outcome::Superseded : Outcome::NotTranscribed;
@@ -276,13 +276,17 @@ bool Engine::Impl::tryCloud(const std::vector<float>& recorded, const std::strin
         return true;
     logMessage("[Quillo] Trying cloud transcription (%s)...\n", source.c_str());
     const auto attempt = std::make_shared<CloudAttempt>();
+    auto answer = attempt->text.get_future();
     const bool asked = cloudTranscriber->transcribeAsync(
         std::string(reinterpret_cast<const char*>(recorded.data()), recorded.size() * sizeof(float)),
-        [attempt](
-            const std::string& reply, const std::string& /*provider*/, bool ok) { attempt->complete(reply, ok); });
+        [attempt](const std::string& reply, const std::string& /*provider*/, bool ok) {
+            if (!attempt->answered.test_and_set())
+                attempt->text.set_value(ok ? reply : "");
+        });
     if (!asked) // Nobody will answer: the wait is there for the user to see, unless there is something better to do.
         return !recognition.waitForMore(cloudPatience);
-    text = attempt->waitFor(cloudPatience);
+    if (answer.wait_for(cloudPatience) == std::future_status::ready)
+        text = answer.get();
     return true;
 }
 
@@ -293,17 +297,21 @@ void Engine::Impl::deliver(const std::string& text)
         onTranscription(text);
     // While the user holds the hotkey, the keys of the shortcut would mix with it: the paste would fail, and its key-up
     // would end the recording that the hotkey holds open.
-    bool waited = false;
-    const auto mayBeSent = [&] { return HotkeyManager::waitForRelease(0ms) || (ending && waited); };
+    bool isLastChance = false;
+    const auto mayBeSent = [&] { return isLastChance || HotkeyManager::waitForRelease(0ms); };
     auto deadline = Clock::now() + longestHold;
     const auto waitOn = [&] {
-        if (finishing) {
-            waited = true;
-            return HotkeyManager::waitForRelease(lastMoment) || ending;
+        if (awaited != Awaited::Nothing) {
+            const bool released = HotkeyManager::waitForRelease(lastMoment);
+            isLastChance = awaited == Awaited::End;
+            return released || isLastChance;
         }
-        if (presses.isOpen())
-            deadline = Clock::now() + longestHold;
-        return HotkeyManager::waitForRelease(releaseCheck) || Clock::now() < deadline;
+        if (HotkeyManager::waitForRelease(releaseCheck))
+            return true;
+        if (!presses.isOpen())
+            return Clock::now() < deadline;
+        deadline = Clock::now() + longestHold;
+        return true;
     };
     TextInjector::paste(text, mayBeSent, waitOn);
 }

@@ -9,10 +9,10 @@
 #include <QTimer>
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
-#include <optional>
 #include <stop_token>
 #include <thread>
 #include <vector>
@@ -27,7 +27,8 @@ struct Engine::Impl {
     std::atomic<bool> recording{false}; ///< a recording is open: samples are accepted
     bool toggleMode = false;
     bool armedInToggleMode = false; ///< the hotkey that is in force
-    std::atomic<std::int32_t> maxDurationSeconds{300};
+    static constexpr std::int32_t defaultMaxDurationSeconds = 300;
+    std::atomic<std::int32_t> maxDurationSeconds{defaultMaxDurationSeconds};
     std::string transcriptionSource{"local"};
     std::mutex sourceMutex; ///< guards transcriptionSource
     std::string hotkeyText{"Ctrl+Shift+Space"};
@@ -48,12 +49,18 @@ struct Engine::Impl {
     std::atomic<int> latestLevel{0}; ///< of the open recording, 0 to 100
     QTimer levelTimer; ///< shows the level; user-interface thread
 
-    std::atomic<bool> finishing{false}; ///< the user-interface thread waits for the recognition
-    std::atomic<bool> ending{false}; ///< the engine is being stopped: no recording is opened any more
+    /// What the user-interface thread waits for.
+    enum class Awaited {
+        Nothing,
+        Delivery, ///< of all recordings
+        End, ///< the same, and no recording is opened any more
+    };
+    std::atomic<Awaited> awaited{Awaited::Nothing};
+    const std::chrono::milliseconds longestHold; ///< of a key that holds no recording open: a text waits no longer
 
     SerialWorker recognition; ///< takes the recordings through recognition and delivery, in the order of their closing
 
-    Impl();
+    explicit Impl(std::chrono::milliseconds longest);
 
     // Hotkey actions, on the hook thread. The whole keyboard waits for them.
     void pushPress();

@@ -14,6 +14,7 @@
 
 #include <array>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -24,6 +25,8 @@ namespace quillo::test {
 
 using namespace std::chrono_literals;
 namespace vk = platform::vk;
+
+inline const std::vector<float> silence(16000); // in which the model hears nothing
 
 // What the small test model recognises without fail.
 inline constexpr std::array sentences{"hello world", "one two three four five", "good morning team"};
@@ -48,6 +51,11 @@ inline int occurrences(const std::string& text, const std::string& part)
 /// user-interface thread; its event loop runs only inside waitFor().
 class EngineTest : public testing::Test {
 protected:
+    explicit EngineTest(std::chrono::milliseconds longestHold = 1min)
+        : engine_(longestHold)
+    {
+    }
+
     void SetUp() override
     {
         sound_.reset();
@@ -95,14 +103,34 @@ protected:
         return waitFor([&] { return delivered().size() == count && system_.pastes().size() == count; });
     }
 
-    void pressHotkey() { system_.press({vk::leftControl, vk::leftShift, vk::space}); }
-    void releaseHotkey() { system_.release({vk::space, vk::leftShift, vk::leftControl}); }
+    void pressHotkey()
+    {
+        for (const auto key : hotkey_)
+            system_.press(key);
+    }
 
-    void dictate(std::size_t sentence)
+    void releaseHotkey()
+    {
+        for (auto key = hotkey_.rbegin(); key != hotkey_.rend(); ++key)
+            system_.release(*key);
+    }
+
+    void tapHotkey()
+    {
+        pressHotkey();
+        releaseHotkey();
+    }
+
+    void hold(const std::vector<float>& samples)
     {
         pressHotkey();
         ASSERT_TRUE(waitForMicrophone(true));
-        sound_.push(spoken(sentence));
+        sound_.push(samples);
+    }
+
+    void dictate(std::size_t sentence)
+    {
+        hold(spoken(sentence));
         releaseHotkey();
     }
 
@@ -123,6 +151,7 @@ protected:
 
     FakePortAudio& sound_ = FakePortAudio::instance();
     FakePlatform& system_ = FakePlatform::instance();
+    std::vector<std::uint32_t> hotkey_{vk::leftControl, vk::leftShift, vk::space};
     mutable std::mutex mutex_;
     std::vector<std::string> delivered_;
     std::unique_ptr<AudioCapture> capture_;

@@ -12,10 +12,11 @@ TEST(TextInjector, PastesWhatTheClipboardCanBeMadeToHold)
     auto& system = test::FakePlatform::instance();
     system.reset();
     const std::string text = "d\xC3\xA9j\xC3\xA0 vu \xE2\x9C\x93 \xF0\x9F\x98\x80\nnew line";
-    const auto always = [] { return true; };
-    const auto before = std::chrono::steady_clock::now();
+    const auto always = [begin = std::chrono::steady_clock::now()] {
+        EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(50)) << "for clipboard watchers";
+        return true;
+    };
     TextInjector::paste(text, always, {});
-    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(50)) << "for clipboard watchers";
     TextInjector::paste("", always, {}); // the shortcut alone: what the clipboard holds is pasted once more
     system.refuseClipboard(true);
     TextInjector::paste("lost", always, {});
