@@ -1,7 +1,5 @@
 #include "model/model_download.h"
 
-#include "base/utf8_path.h"
-#include "model/model_files.h"
 #include "net/curl_handles.h"
 #include "net/curl_runtime.h"
 #include "platform/file_in_use.h"
@@ -209,17 +207,16 @@ void reportEnd(DownloadTask& task, ModelStatus status)
 
 } // namespace
 
-void startDownload(const ModelInfo& model, DownloadReport onProgress, std::chrono::seconds stallLimit)
+void startDownload(
+    const ModelInfo& model, const fs::path& file, DownloadReport onProgress, std::chrono::seconds stallLimit)
 {
-    const fs::path finalPath = pathFromUtf8(modelFilePath(model));
-    fs::path partPath = finalPath;
-    partPath += ".part";
-    const auto task = std::make_shared<DownloadTask>(
-        DownloadTask{{}, model, std::move(onProgress), finalPath, std::move(partPath), stallLimit});
+    const auto task =
+        std::make_shared<DownloadTask>(DownloadTask{{}, model, std::move(onProgress), file, file, stallLimit});
+    task->partPath += ".part";
     task->info.status = ModelStatus::Downloading;
     task->info.progress = 0;
     std::error_code error;
-    fs::create_directories(finalPath.parent_path(), error);
+    fs::create_directories(file.parent_path(), error);
     if (error) {
         reportEnd(*task, ModelStatus::Error);
         return;

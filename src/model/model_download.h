@@ -3,6 +3,7 @@
 #include "model/catalogue.h"
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 
 namespace quillo::model {
@@ -13,12 +14,14 @@ namespace quillo::model {
 /// the caller's, before startDownload() returns. What a receiver throws is dropped.
 using DownloadReport = std::function<void(const ModelInfo&, int)>;
 
-/// Fetches a model into the models folder, on a thread of its own that owns all it touches and runs to its end.
+/// Fetches a model into this file, whose folder is created, on a thread of its own that owns all it touches and runs to
+/// its end.
 ///
 /// The file appears under its name, in place of an older one, when it is complete; until then it is FILE.part, of which
 /// nothing stays after a failure. A request for a file that is already being fetched is dropped, without any report;
 /// once the final report is made, from inside it too, the next one is accepted. It fails when the server does not
 /// accept, or less than one byte a second arrives, for stallLimit. onProgress may be empty. Any thread.
-void startDownload(const ModelInfo& model, DownloadReport onProgress, std::chrono::seconds stallLimit);
+void startDownload(const ModelInfo& model, const std::filesystem::path& file, DownloadReport onProgress,
+    std::chrono::seconds stallLimit);
 
 } // namespace quillo::model

@@ -2,7 +2,6 @@
 
 #include "base/files.h"
 #include "base/utf8_path.h"
-#include "model/model_files.h"
 #include "platform/file_in_use.h"
 #include "settings/paths.h"
 
@@ -20,6 +19,17 @@ namespace quillo::model {
 namespace fs = std::filesystem;
 
 namespace {
+
+/// UTF-8, as the next.
+std::string modelFilePath(const ModelInfo& model)
+{
+    return modelsDir() + pathSeparator + model.fileName;
+}
+
+std::string activeModelFilePath()
+{
+    return configDir() + pathSeparator + "active_model.txt";
+}
 
 /// Size of a regular file; nothing for anything else.
 std::optional<std::uint64_t> fileSize(const fs::path& path)
@@ -108,7 +118,7 @@ bool ModelManager::deleteModel(const std::string& id)
 void ModelManager::downloadModel(const std::string& id, DownloadReport onProgress)
 {
     if (const ModelInfo* model = find(id))
-        startDownload(*model, std::move(onProgress), stallLimit_);
+        startDownload(*model, pathFromUtf8(modelFilePath(*model)), std::move(onProgress), stallLimit_);
 }
 
 std::uint64_t ModelManager::usedSpace() const

@@ -1,6 +1,5 @@
 #include "model/download.h"
 
-#include <chrono>
 #include <filesystem>
 #include <iterator>
 #include <memory>
@@ -15,7 +14,6 @@ namespace fs = std::filesystem;
 using test::contentOf;
 using test::StandInServices;
 using test::writeFile;
-using namespace std::chrono_literals;
 
 TEST_F(Download, ReportsOneEndAndLeavesAWholeModelOrTheOldOne)
 {
@@ -39,13 +37,9 @@ TEST_F(Download, ReportsOneEndAndLeavesAWholeModelOrTheOldOne)
         writeFile(one, "old model");
         writeFile(onePart, std::string(2 * modelSize, 'x')); // of an earlier run that was killed
         server->answer("/one", model(c.answer));
-        const Reports seen;
-        managerOf(server->url("/one"), 1s).downloadModel("one", seen.receiver());
-        awaitEnd();
-        seen.expectEnd(c.end);
+        const auto all = download(c.end);
         EXPECT_TRUE(contentOf(one) == (c.end == ModelStatus::Downloaded ? content : "old model"));
         EXPECT_FALSE(fs::exists(onePart));
-        const auto all = seen.soFar();
         EXPECT_EQ(all.size() > 1, c.sizeIsKnown);
         EXPECT_TRUE(!std::string(c.answer).ends_with("stall-midway\"") || all[all.size() - 2].percent == 49)
             << "truncated, not rounded";
@@ -58,27 +52,17 @@ TEST_F(Download, TrustsNoServerThatNobodyVouchesFor)
 {
     StandInServices stranger(StandInServices::Transport::SelfSignedTls);
     stranger.answer("/one", model());
-    managerOf(stranger.url("/one")).downloadModel("one", reports.receiver());
-    awaitEnd();
-    reports.expectEnd(ModelStatus::Error);
-    EXPECT_EQ(reports.soFar().size(), 1U);
+    EXPECT_EQ(download(ModelStatus::Error, stranger.url("/one")).size(), 1U);
     EXPECT_TRUE(stranger.requests().empty());
     EXPECT_TRUE(fs::is_empty(models));
 }
 
-TEST_F(Download, IgnoresUnknownModels)
-{
-    for (const char* id : {"", "One", "one ", "tiny"})
-        managerOf().downloadModel(id, reports.receiver());
-    EXPECT_FALSE(CurlRuntime::inUse());
-    EXPECT_TRUE(reports.soFar().empty());
-    EXPECT_FALSE(fs::exists(models));
-}
-
-TEST_F(Download, ReportsAMissingFolderAtOnce)
+TEST_F(Download, ReportsAMissingFolderAtOnceAndNothingOfUnknownModels)
 {
     writeFile(models, "a file where the folder should be");
-    managerOf().downloadModel("one", reports.receiver());
+    for (const char* id : {"", "One", "one ", "tiny", "one"})
+        managerOf().downloadModel(id, reports.receiver());
+    EXPECT_FALSE(CurlRuntime::inUse());
     ASSERT_EQ(reports.soFar().size(), 1U);
     EXPECT_EQ(reports.soFar()[0].thread, std::this_thread::get_id());
     reports.expectEnd(ModelStatus::Error);
@@ -89,11 +73,8 @@ TEST_F(Download, LeavesAloneWhatStandsInItsWay)
 {
     server->answer("/one", model());
     for (const fs::path& obstacle : {onePart, one}) {
-        const Reports failed;
         writeFile(obstacle / "file", "inside");
-        managerOf().downloadModel("one", failed.receiver());
-        awaitEnd();
-        failed.expectEnd(ModelStatus::Error);
+        download(ModelStatus::Error);
         EXPECT_EQ(contentOf(obstacle / "file"), "inside");
         fs::remove_all(obstacle);
         EXPECT_TRUE(fs::is_empty(models));
