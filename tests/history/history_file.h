@@ -14,20 +14,18 @@ namespace quillo {
 
 inline const test::PrivateProfile profile;
 
-inline std::vector<std::string> texts()
-{
-    std::vector<std::string> result;
-    for (const HistoryEntry& entry : HistoryStore::load())
-        result.push_back(entry.text);
-    return result;
-}
-
 /// The history of a profile that is empty when a test begins.
 class HistoryStoreTest : public testing::Test {
 protected:
     HistoryStoreTest() { profile.empty(); }
 
-    std::string content() const { return test::contentOf(file); }
+    static std::vector<std::string> texts()
+    {
+        std::vector<std::string> result;
+        for (const HistoryEntry& entry : HistoryStore::load())
+            result.push_back(entry.text);
+        return result;
+    }
 
     const std::filesystem::path file = profile.dataRoot() / "Quillo" / "history.json";
 };

@@ -10,19 +10,8 @@
 
 #include <chrono>
 #include <filesystem>
-#include <ostream>
 
 namespace quillo {
-
-/// For the reports of failed comparisons.
-inline void PrintTo(const SettingsData& settings, std::ostream* stream)
-{
-    const auto& s = settings;
-    *stream << s.hotkey << ' ' << s.toggleMode << ' ' << s.maxRecordingMinutes << ' ' << s.inputDeviceId << ' '
-            << s.vadSensitivity << ' ' << s.soundOnStart << ' ' << s.soundOnComplete << ' ' << s.openaiKey << ' '
-            << s.mistralKey << ' ' << s.openaiEnabled << ' ' << s.mistralEnabled << ' ' << s.transcriptionSource << ' '
-            << s.overlayPosition << ' ' << s.theme << ' ' << s.overlayOpacity;
-}
 
 inline const test::PrivateProfile profile;
 

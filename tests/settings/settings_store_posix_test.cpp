@@ -1,10 +1,8 @@
-// What needs the modes, the limits and the processes of POSIX.
+// What needs the modes and the limits of POSIX.
 #include "settings/settings_file.h"
 #include "support/posix/full_disk.h"
 
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <filesystem>
@@ -49,15 +47,11 @@ TEST_F(SettingsStorePosixTest, NewFileIsNeverReadableByOthers)
 TEST_F(SettingsStorePosixTest, FullDiskKeepsTheOldFile)
 {
     SettingsStore::save(everythingElse);
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
+    {
         const test::FullDisk disk(fs::file_size(file) / 2);
         SettingsStore::save(defaults);
-        _exit(0);
     }
-    waitpid(child, nullptr, 0);
-    EXPECT_EQ(SettingsStore::load(), everythingElse);
+    EXPECT_EQ(loadAfresh(), everythingElse);
 }
 
 } // namespace

@@ -1,4 +1,6 @@
+#include "settings/paths.h"
 #include "settings/settings_file.h"
+#include "support/fake_platform.h"
 
 #include <filesystem>
 
@@ -42,6 +44,18 @@ TEST_F(SettingsStoreTest, TakesWhatTheFileHasAndDefaultsForTheRest)
         "[General]\nmistralKey=abc\nmaxRecordingMinutes=-4\nsoundOnStart=0\nopenaiEnabled=true\nvadSensitivity=loud\n"
         "[Window]\nhotkey=F9\n");
     EXPECT_EQ(SettingsStore::load(), expected);
+}
+
+TEST(Paths, LieUnderTheUsersDataFolder)
+{
+    constexpr char separator = static_cast<char>(fs::path::preferred_separator);
+    for (const std::string root : {"/home/jos\xC3\xA9/data", ""}) { // without a folder only the suffixes are left
+        test::FakePlatform::instance().setDataRoot(root);
+        const std::string folder = root.empty() ? "" : root + separator + "Quillo";
+        EXPECT_EQ(appDataDir(), folder);
+        EXPECT_EQ(configDir(), folder + separator + "config");
+        EXPECT_EQ(modelsDir(), folder + separator + "models");
+    }
 }
 
 } // namespace
