@@ -17,11 +17,19 @@ protected:
     void SetUp() override { system_.reset(); }
     void TearDown() override { HotkeyManager::stop(); }
 
-    bool startPushToTalk(const Hotkey& hotkey)
+    bool start()
     {
         return HotkeyManager::start(
-            hotkey, [this] { ++presses_; }, [this] { ++releases_; });
+            defaultHotkey, [this] { ++presses_; }, [this] { ++releases_; });
     }
+
+    void startAndPress()
+    {
+        ASSERT_TRUE(start());
+        system_.press({vk::leftControl, vk::leftShift, vk::space});
+    }
+
+    static constexpr auto refusal = "[Quillo] ERROR: Failed to install keyboard hook (error 5)\n";
 
     test::FakePlatform& system_ = test::FakePlatform::instance();
     std::atomic<int> presses_{0};
@@ -33,12 +41,9 @@ TEST_F(HotkeyManagerTest, ReportsPressAndReleaseOfTheHotkeyThatWasStartedLast)
     HotkeyManager::stop(); // of nothing
     ASSERT_TRUE(HotkeyManager::start(
         {platform::modAlt, 'X'}, [] { ADD_FAILURE(); }, [] { ADD_FAILURE(); }));
-    ASSERT_TRUE(startPushToTalk(defaultHotkey));
+    startAndPress();
     EXPECT_EQ(system_.hooksRunning(), 1);
     system_.press({vk::leftMenu, 'X'});
-    system_.release({'X', vk::leftMenu});
-    system_.press({vk::leftControl, vk::leftShift});
-    EXPECT_TRUE(system_.press(vk::space));
     EXPECT_TRUE(system_.press(vk::space));
     EXPECT_EQ(presses_, 1);
     EXPECT_TRUE(system_.release(vk::space));
@@ -57,20 +62,20 @@ TEST_F(HotkeyManagerTest, RefusedHookLeavesNothingBehind)
 {
     system_.refuseHook(5);
     testing::internal::CaptureStderr();
-    EXPECT_FALSE(startPushToTalk(defaultHotkey));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "[Quillo] ERROR: Failed to install keyboard hook (error 5)\n");
+    EXPECT_FALSE(start());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), refusal);
     EXPECT_EQ(system_.hooksRunning(), 0);
-
     system_.refuseHook(0);
-    EXPECT_TRUE(startPushToTalk(defaultHotkey));
+    EXPECT_TRUE(start());
 }
 
 TEST_F(HotkeyManagerTest, LostHookIsPutBack)
 {
-    ASSERT_TRUE(startPushToTalk(defaultHotkey));
-    system_.press({vk::leftControl, vk::leftShift, vk::space});
+    startAndPress();
     system_.loseHook();
     EXPECT_EQ(system_.hooksInstalled(), 2);
+    EXPECT_TRUE(system_.press(vk::space));
+    EXPECT_EQ(presses_, 1) << "it is still held";
     system_.release(vk::space);
     EXPECT_EQ(releases_, 1);
 
@@ -82,11 +87,10 @@ TEST_F(HotkeyManagerTest, LostHookIsPutBack)
 
 TEST_F(HotkeyManagerTest, LostHookThatIsRefusedIsAskedForAgain)
 {
-    ASSERT_TRUE(startPushToTalk(defaultHotkey));
-    system_.press({vk::leftControl, vk::leftShift, vk::space});
+    startAndPress();
     testing::internal::CaptureStderr();
     system_.takeHookAway(5, 2);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "[Quillo] ERROR: Failed to install keyboard hook (error 5)\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), refusal);
     EXPECT_EQ(releases_, 1) << "nobody would see it";
 
     system_.refuseHook(0);
@@ -101,8 +105,7 @@ TEST_F(HotkeyManagerTest, LostHookThatIsRefusedIsAskedForAgain)
 
 TEST_F(HotkeyManagerTest, PauseLetsThePressThroughAndKeepsTheRelease)
 {
-    ASSERT_TRUE(startPushToTalk(defaultHotkey));
-    system_.press({vk::leftControl, vk::leftShift, vk::space});
+    startAndPress();
     {
         const HotkeyManager::Pause pause;
         EXPECT_TRUE(system_.press(vk::space)) << "the press before it goes on";

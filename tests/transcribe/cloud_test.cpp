@@ -21,7 +21,10 @@ namespace {
 
 using test::eventually;
 using test::StandInServices;
+using testing::Contains;
+using testing::Each;
 using testing::HasSubstr;
+using testing::Not;
 using testing::UnorderedElementsAre;
 using testing::UnorderedElementsAreArray;
 
@@ -29,34 +32,8 @@ using namespace std::chrono_literals;
 
 constexpr const char* secret = "sk-secret-key";
 
-/// What the callbacks said: text, provider, ok.
+/// What the callbacks said: text, provider, ok. That of a test has neither text nor provider.
 using Reply = std::tuple<std::string, std::string, bool>;
-
-/// Gathers what callbacks report from their threads.
-template<typename Report> class Reports {
-public:
-    void add(Report report)
-    {
-        const std::lock_guard lock(mutex_);
-        reports_.push_back(std::move(report));
-    }
-
-    /// All reports, as soon as there are so many of them.
-    std::vector<Report> await(std::size_t count)
-    {
-        std::vector<Report> reports;
-        EXPECT_TRUE(eventually([&] {
-            const std::lock_guard lock(mutex_);
-            reports = reports_;
-            return reports.size() >= count;
-        }));
-        return reports;
-    }
-
-private:
-    std::mutex mutex_;
-    std::vector<Report> reports_;
-};
 
 std::string bytesOf(const std::vector<float>& samples)
 {
@@ -71,14 +48,6 @@ std::vector<float> ramp(std::size_t count)
     return samples;
 }
 
-std::vector<std::string> linesOf(std::istringstream text)
-{
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(text, line);)
-        lines.push_back(line);
-    return lines;
-}
-
 /// All requests of a test must have ended before the next one begins, and no line of any may hold the key.
 class Cloud : public testing::Test {
 protected:
@@ -90,19 +59,39 @@ protected:
 
     void TearDown() override
     {
-        EXPECT_THAT(endRequests(), Not(HasSubstr(secret)));
+        EXPECT_THAT(endRequests(), Each(Not(HasSubstr(secret))));
+        testing::internal::GetCapturedStderr();
         verboseOutput = false;
     }
 
-    /// What was logged. The transcriber is gone afterwards.
-    std::string endRequests()
+    /// The lines that were logged. The transcriber is gone afterwards.
+    std::vector<std::string> endRequests()
     {
         transcriber_.reset();
         EXPECT_TRUE(eventually([] { return !CurlRuntime::inUse(); }));
-        if (!isLogTaken_)
-            log_ = testing::internal::GetCapturedStderr();
-        isLogTaken_ = true;
-        return log_;
+        std::istringstream log(testing::internal::GetCapturedStderr());
+        testing::internal::CaptureStderr();
+        for (std::string line; std::getline(log, line);)
+            lines_.push_back(line);
+        return lines_;
+    }
+
+    /// All replies, as soon as there are so many of them.
+    std::vector<Reply> await(std::size_t count)
+    {
+        std::vector<Reply> replies;
+        EXPECT_TRUE(eventually([&] {
+            const std::lock_guard lock(mutex_);
+            replies = replies_;
+            return replies.size() >= count;
+        }));
+        return replies;
+    }
+
+    void add(const Reply& reply)
+    {
+        const std::lock_guard lock(mutex_);
+        replies_.push_back(reply);
     }
 
     bool transcribe(const std::vector<CloudProvider>& providers, const std::string& audio = bytesOf(ramp(100)))
@@ -110,19 +99,27 @@ protected:
         transcriber_->setProviders(providers);
         return transcriber_->transcribeAsync(
             audio, [this](const std::string& text, const std::string& provider, bool ok) {
-                replies_.add({text, provider, ok});
+                add({text, provider, ok});
+            });
+    }
+
+    void testKey(const std::string& path)
+    {
+        transcriber_->testConnection(
+            "mistral", secret, services_.url(path),
+            [this](bool ok) {
+                add({"", "", ok});
             });
     }
 
     StandInServices services_;
-    Reports<Reply> replies_;
-    Reports<bool> results_;
     std::unique_ptr<CloudTranscriber> transcriber_ =
         std::make_unique<CloudTranscriber>(CloudTimeouts{.transcription = 30s, .connectionTest = 30s});
 
 private:
-    bool isLogTaken_ = false;
-    std::string log_;
+    std::vector<std::string> lines_;
+    std::mutex mutex_;
+    std::vector<Reply> replies_; // guarded by it
 };
 
 } // namespace
@@ -142,7 +139,7 @@ TEST_F(Cloud, SendsTheRecordingAndTheModelAsAForm)
         const std::vector<float> samples = ramp(cases[i].samples);
         transcribe({{cases[i].provider, secret, services_.url("/upload"), true}},
             bytesOf(samples) + std::string(cases[i].strayBytes, 'x'));
-        ASSERT_EQ(replies_.await(i + 1).at(i), Reply("Hello", cases[i].provider, true));
+        ASSERT_EQ(await(i + 1).at(i), Reply("Hello", cases[i].provider, true));
 
         const StandInServices::Request request = services_.requests().at(i);
         EXPECT_EQ(request.method, "POST");
@@ -195,9 +192,9 @@ TEST_F(Cloud, ReportsAndLogsEveryOutcomeOnce)
     lines.push_back("[Quillo] Cloud transcription mistral: " + std::get<0>(expected.back()));
 
     EXPECT_TRUE(transcribe(providers));
-    replies_.await(expected.size());
-    EXPECT_THAT(linesOf(std::istringstream(endRequests())), UnorderedElementsAreArray(lines));
-    EXPECT_THAT(replies_.await(expected.size()), UnorderedElementsAreArray(expected));
+    await(expected.size());
+    EXPECT_THAT(endRequests(), UnorderedElementsAreArray(lines));
+    EXPECT_THAT(await(expected.size()), UnorderedElementsAreArray(expected));
 }
 
 TEST_F(Cloud, AsksOnlyEnabledProvidersThatItKnowsAndHasAKeyFor)
@@ -210,9 +207,9 @@ TEST_F(Cloud, AsksOnlyEnabledProvidersThatItKnowsAndHasAKeyFor)
     EXPECT_FALSE(CurlRuntime::inUse());
     providers.push_back({"mistral", secret, services_.url("/yes"), true});
     EXPECT_TRUE(transcribe(providers));
-    replies_.await(1);
+    await(1);
     endRequests();
-    EXPECT_THAT(replies_.await(1), UnorderedElementsAre(Reply("Hello", "mistral", true)));
+    EXPECT_THAT(await(1), UnorderedElementsAre(Reply("Hello", "mistral", true)));
     EXPECT_EQ(services_.requests().size(), 1U);
 }
 
@@ -230,10 +227,9 @@ TEST_F(Cloud, AsksAllProvidersAtTheSameTimeAndOutlivesItsOwner)
     EXPECT_TRUE(CurlRuntime::inUse());
     CloudTranscriber().testConnection("openai", secret, services_.url("/third"), {});
 
-    replies_.await(2);
+    await(2);
     endRequests();
-    EXPECT_THAT(
-        replies_.await(2), UnorderedElementsAre(Reply("Hello", "openai", true), Reply("Hello", "mistral", true)));
+    EXPECT_THAT(await(2), UnorderedElementsAre(Reply("Hello", "openai", true), Reply("Hello", "mistral", true)));
     EXPECT_EQ(services_.requests().size(), 3U);
 }
 
@@ -244,14 +240,11 @@ TEST_F(Cloud, GivesUpWhenTheTimeIsOver)
     transcriber_ = std::make_unique<CloudTranscriber>(CloudTimeouts{.transcription = 1s, .connectionTest = 1s});
     transcribe(
         {{"openai", secret, services_.url("/stall"), true}, {"mistral", secret, services_.url("/midway"), true}});
-    transcriber_->testConnection("openai", secret, services_.url("/stall"), [this](bool ok) { results_.add(ok); });
+    testKey("/stall");
     const std::string reason = curl_easy_strerror(CURLE_OPERATION_TIMEDOUT);
-    EXPECT_THAT(
-        replies_.await(2), UnorderedElementsAre(Reply(reason, "openai", false), Reply(reason, "mistral", false)));
-    EXPECT_EQ(results_.await(1), std::vector{false});
-    EXPECT_THAT(linesOf(std::istringstream(endRequests())),
-        UnorderedElementsAre("[Quillo] Cloud test openai: " + reason, "[Quillo] Cloud transcription openai: " + reason,
-            "[Quillo] Cloud transcription mistral: " + reason));
+    EXPECT_THAT(await(3),
+        UnorderedElementsAre(Reply(reason, "openai", false), Reply(reason, "mistral", false), Reply("", "", false)));
+    EXPECT_THAT(endRequests(), Contains("[Quillo] Cloud test mistral: " + reason));
     EXPECT_EQ(CloudTimeouts().transcription, 30s);
     EXPECT_EQ(CloudTimeouts().connectionTest, 10s);
 }
@@ -261,50 +254,47 @@ TEST_F(Cloud, TrustsNoCertificateThatNobodyVouchesFor)
     StandInServices impostor(StandInServices::Transport::SelfSignedTls);
     impostor.answer("/", R"({"body": "{\"text\": \"Hello\"}"})");
     transcribe({{"openai", secret, impostor.url("/"), true}});
-    EXPECT_EQ(replies_.await(1).at(0), Reply(curl_easy_strerror(CURLE_PEER_FAILED_VERIFICATION), "openai", false));
+    EXPECT_EQ(await(1).at(0), Reply(curl_easy_strerror(CURLE_PEER_FAILED_VERIFICATION), "openai", false));
     EXPECT_TRUE(impostor.requests().empty());
 }
 
 TEST_F(Cloud, TestsAKeyByTheStatusAlone)
 {
-    struct Case {
+    const struct {
         const char* answer;
         bool ok;
         const char* logged;
-    };
-    const std::vector<Case> cases{
+    } cases[] = {
         {R"({"body": "garbage"})", true, "HTTP 200"},
         {R"({"status": 401, "body": "{\"data\": []}"})", false, "HTTP 401"},
         {R"({"how": "drop"})", false, curl_easy_strerror(CURLE_GOT_NOTHING)},
     };
-    std::string expected;
-    for (std::size_t i = 0; i < cases.size(); ++i) {
-        const std::string path = "/" + std::to_string(i);
-        services_.answer(path, cases[i].answer);
-        transcriber_->testConnection("mistral", secret, services_.url(path), [this](bool ok) { results_.add(ok); });
-        ASSERT_EQ(results_.await(i + 1).at(i), cases[i].ok) << cases[i].answer;
-        expected += std::string("[Quillo] Cloud test mistral: ") + cases[i].logged + "\n";
-
+    std::vector<std::string> expected;
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        services_.answer("/test", cases[i].answer);
+        testKey("/test");
+        ASSERT_EQ(await(i + 1).at(i), Reply("", "", cases[i].ok)) << cases[i].answer;
+        expected.push_back(std::string("[Quillo] Cloud test mistral: ") + cases[i].logged);
         const StandInServices::Request request = services_.requests().at(i);
-        EXPECT_EQ(std::tie(request.method, request.path), std::tie("GET", path));
+        EXPECT_EQ(request.method, "GET");
         EXPECT_EQ(request.headers.at("authorization"), std::string("Bearer ") + secret);
     }
-    transcriber_->testConnection("nobody", secret, [this](bool ok) { results_.add(ok); });
-    EXPECT_FALSE(results_.await(cases.size() + 1).back());
-    expected += "[Quillo] Cloud test nobody: " + std::string(curl_easy_strerror(CURLE_URL_MALFORMAT)) + "\n";
+    transcriber_->testConnection("nobody", secret, [this](bool ok) { add({"", "", ok}); });
+    EXPECT_EQ(await(std::size(cases) + 1).back(), Reply("", "", false));
+    expected.push_back("[Quillo] Cloud test nobody: " + std::string(curl_easy_strerror(CURLE_URL_MALFORMAT)));
     EXPECT_EQ(endRequests(), expected);
 }
 
 TEST_F(Cloud, AnEmptyKeyFailsAtOnceAndWithoutARequest)
 {
-    std::thread::id thread;
-    transcriber_->testConnection("openai", "", services_.url("/"), [&](bool ok) {
-        EXPECT_FALSE(ok);
-        thread = std::this_thread::get_id();
-    });
-    EXPECT_EQ(thread, std::this_thread::get_id());
+    transcriber_->testConnection(
+        "openai", "", services_.url("/"), [thread = std::this_thread::get_id(), this](bool ok) {
+            EXPECT_EQ(thread, std::this_thread::get_id());
+            add({"", "", ok});
+        });
+    EXPECT_EQ(await(1).at(0), Reply("", "", false));
     transcriber_->testConnection("openai", "", {});
-    EXPECT_EQ(endRequests(), "");
+    EXPECT_TRUE(endRequests().empty());
     EXPECT_TRUE(services_.requests().empty());
 }
 
