@@ -88,28 +88,28 @@ protected:
         return replies;
     }
 
-    void add(const Reply& reply)
-    {
-        const std::lock_guard lock(mutex_);
-        replies_.push_back(reply);
-    }
-
     bool transcribe(const std::vector<CloudProvider>& providers, const std::string& audio = bytesOf(ramp(100)))
     {
         transcriber_->setProviders(providers);
-        return transcriber_->transcribeAsync(
-            audio, [this](const std::string& text, const std::string& provider, bool ok) {
-                add({text, provider, ok});
-            });
+        return transcriber_->transcribeAsync(audio, receiver());
     }
 
     void testKey(const std::string& path)
     {
-        transcriber_->testConnection(
-            "mistral", secret, services_.url(path),
-            [this](bool ok) {
-                add({"", "", ok});
-            });
+        transcriber_->testConnection("mistral", secret, services_.url(path), testReceiver());
+    }
+
+    CloudTranscriber::TranscriptionDone receiver()
+    {
+        return [this](const std::string& text, const std::string& provider, bool ok) {
+            const std::lock_guard lock(mutex_);
+            replies_.emplace_back(text, provider, ok);
+        };
+    }
+
+    CloudTranscriber::TestDone testReceiver()
+    {
+        return [receive = receiver()](bool ok) { receive("", "", ok); };
     }
 
     StandInServices services_;
@@ -279,7 +279,7 @@ TEST_F(Cloud, TestsAKeyByTheStatusAlone)
         EXPECT_EQ(request.method, "GET");
         EXPECT_EQ(request.headers.at("authorization"), std::string("Bearer ") + secret);
     }
-    transcriber_->testConnection("nobody", secret, [this](bool ok) { add({"", "", ok}); });
+    transcriber_->testConnection("nobody", secret, testReceiver());
     EXPECT_EQ(await(std::size(cases) + 1).back(), Reply("", "", false));
     expected.push_back("[Quillo] Cloud test nobody: " + std::string(curl_easy_strerror(CURLE_URL_MALFORMAT)));
     EXPECT_EQ(endRequests(), expected);
@@ -287,12 +287,12 @@ TEST_F(Cloud, TestsAKeyByTheStatusAlone)
 
 TEST_F(Cloud, AnEmptyKeyFailsAtOnceAndWithoutARequest)
 {
-    transcriber_->testConnection(
-        "openai", "", services_.url("/"), [thread = std::this_thread::get_id(), this](bool ok) {
-            EXPECT_EQ(thread, std::this_thread::get_id());
-            add({"", "", ok});
-        });
-    EXPECT_EQ(await(1).at(0), Reply("", "", false));
+    std::thread::id thread;
+    transcriber_->testConnection("openai", "", services_.url("/"), [&](bool ok) {
+        EXPECT_FALSE(ok);
+        thread = std::this_thread::get_id();
+    });
+    EXPECT_EQ(thread, std::this_thread::get_id());
     transcriber_->testConnection("openai", "", {});
     EXPECT_TRUE(endRequests().empty());
     EXPECT_TRUE(services_.requests().empty());
