@@ -1,6 +1,9 @@
 #include "engine/engine_fixture.h"
 
+#include <atomic>
+#include <new>
 #include <random>
+#include <utility>
 
 namespace quillo {
 namespace {
