@@ -210,8 +210,10 @@ TEST_F(AudioCaptureTest, KeepsNobodyWaitingForACallThatHangs)
         if (listed > 0)
             capture.listInputDevices();
         card.hang(call);
-        for (int i = 0; i < 100 || card.count(call) == 0; ++i)
+        for (int i = 0; i < 100; ++i)
             capture.startCapture(appendTo(audio), appendTo(segments));
+        while (card.count(call) == 0) // the last one is wanted, unlike those that more of them would replace
+            std::this_thread::yield();
         Samples late;
         auto opened = capture.startCapture(
             [&late](const float* samples, std::size_t count) {
