@@ -1,6 +1,6 @@
 #include "settings/paths.h"
 #include "settings/settings_file.h"
-#include "support/fake_platform.h"
+#include "stand_ins/fake_platform.h"
 
 #include <filesystem>
 
