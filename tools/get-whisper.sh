@@ -2,7 +2,9 @@
 # Obtains whisper.cpp, builds it once and prints the prefix it is installed in. A system package that is new enough
 # makes this unnecessary: then nothing is printed. Releases are pinned here, and only here.
 #   tools/get-whisper.sh             the prefix, built for this machine's processor
-#   tools/get-whisper.sh --portable  the same for packages: a back-end for each kind of processor, loaded at run time
+#   tools/get-whisper.sh --portable  the same for packages: a back-end for each kind of processor and one for graphics
+#                                    processors (Vulkan), loaded at run time
+#   tools/get-whisper.sh --default   the same as whisper.cpp's makers configure it, for comparison
 #   tools/get-whisper.sh --source    the folder of the source instead, without building
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
@@ -13,7 +15,7 @@ repository=https://github.com/ggml-org/whisper.cpp
 npm_package=nodejs-whisper@0.3.1 # carries the unchanged source tree under cpp/whisper.cpp
 npm_sha512=71ea2295456b691b91e459cdc97a46413d9ab80478f0e7370100449a45e75694a7f6237ac95473401142a954c659b93a59d8bde4d86fc1737316fb91edeacb5b
 
-sources="$cache/whisper.cpp-$version"
+sources="$cache/whisper.cpp-patched-$version"
 prefix="$cache/whisper-$version-$build_revision"
 
 system_has_it() {
@@ -39,13 +41,13 @@ fetch_from_npm() {
     echo "$npm_sha512  $(echo "$work"/*.tgz)" | sha512sum --check --status ||
         fail "the checksum of $npm_package is not the recorded one"
     tar xzf "$work"/*.tgz -C "$work"
-    mv "$work/package/cpp/whisper.cpp" "$sources"
+    mv "$work/package/cpp/whisper.cpp" "$work/source"
 }
 
 fetch_from_git() {
     git -c advice.detachedHead=false clone --quiet --depth 1 --branch "v$version" "$repository" "$work/git" || return 1
     [ "$(git -C "$work/git" rev-parse HEAD)" = "$commit" ] || fail "tag v$version is not the recorded commit"
-    mv "$work/git" "$sources"
+    mv "$work/git" "$work/source"
 }
 
 # Last, because a packaged npm brings along hundreds of packages.
@@ -62,7 +64,14 @@ fetch() {
     trap 'rm -rf "$work"' EXIT
     fetch_from_npm || fetch_from_git || fetch_from_packaged_npm >&2 ||
         fail "whisper.cpp $version could be fetched neither by npm nor by git"
+    for patch in "$root"/tools/whisper.cpp/*.patch; do
+        patch --silent --forward -d "$work/source" -p1 <"$patch"
+    done
+    mv "$work/source" "$sources"
 }
+
+# ggml's own kernels for small matrix products halve the time of the encoder.
+fast=(-DGGML_LLAMAFILE=ON)
 
 if [ "${1:-}" = --source ]; then
     fetch
@@ -73,11 +82,18 @@ fi
 case "${1:-}" in
     --portable)
         prefix="$prefix-portable"
-        variant=(-DGGML_NATIVE=OFF -DGGML_BACKEND_DL=ON -DGGML_CPU_ALL_VARIANTS=ON -DWHISPER_BUILD_EXAMPLES=OFF)
+        variant=("${fast[@]}" -DGGML_NATIVE=OFF -DGGML_BACKEND_DL=ON -DGGML_CPU_ALL_VARIANTS=ON -DGGML_VULKAN=ON
+            -DWHISPER_BUILD_EXAMPLES=OFF)
         targets=(all)
+        "$root/tools/install-packages.sh" vulkan >&2
+        ;;
+    --default)
+        prefix="$prefix-default"
+        variant=(-DWHISPER_BUILD_EXAMPLES=ON)
+        targets=(whisper parakeet whisper-cli)
         ;;
     *)
-        variant=(-DGGML_NATIVE=ON -DWHISPER_BUILD_EXAMPLES=ON)
+        variant=("${fast[@]}" -DGGML_NATIVE=ON -DWHISPER_BUILD_EXAMPLES=ON)
         targets=(whisper parakeet whisper-cli)
         ;;
 esac

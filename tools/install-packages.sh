@@ -4,6 +4,7 @@
 #   npm      the last resort of tools/get-whisper.sh
 #   package  build and check the Debian package
 #   demo     ./run --demo                   windows  cross-compile for Windows and run the tests under Wine
+#   vulkan   build whisper.cpp's back-end for graphics processors
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -14,8 +15,9 @@ demo=(python3 xvfb openbox trayer iproute2 xdotool x11-utils imagemagick pulseau
     espeak-ng sox openssl fonts-dejavu-core)
 test=("${demo[@]}" util-linux mount libgtest-dev libgmock-dev libbenchmark-dev libsndfile1-dev clang-format clang-tidy
     clang libclang-rt-dev llvm)
-package=(desktop-file-utils appstream dpkg-dev file nsis zip)
-windows=(cmake ninja-build ccache pkg-config perl patch xz-utils ca-certificates git qt6-base-dev
+package=(desktop-file-utils appstream dpkg-dev file nsis zip libvulkan1 mesa-vulkan-drivers)
+vulkan=(glslc libvulkan-dev spirv-headers)
+windows=("${vulkan[@]}" cmake ninja-build ccache pkg-config perl patch xz-utils ca-certificates git qt6-base-dev
     g++-mingw-w64-x86-64-posix googletest wine wine64 xvfb python3 espeak-ng sox openssl fonts-dejavu-core)
 
 wanted=()
@@ -26,6 +28,7 @@ for purpose in "$@"; do
         test) wanted+=("${test[@]}") ;;
         package) wanted+=("${package[@]}") ;;
         npm) wanted+=(npm) ;;
+        vulkan) wanted+=("${vulkan[@]}") ;;
         windows) wanted+=("${windows[@]}") ;;
         *) fail "unknown purpose: $purpose" ;;
     esac

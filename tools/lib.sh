@@ -11,7 +11,7 @@ export CCACHE_SLOPPINESS=pch_defines,time_macros
 # For the libraries that we build ourselves, what cmake/Hardening.cmake gives our own code. Libraries that are cached carry
 # the number in their folder's name: raise it when they are to be built in another way.
 hardening="-fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2"
-build_revision=3
+build_revision=4
 
 say() { printf '\033[1m==> %s\033[0m\n' "$*"; }
 fail() { printf 'error: %s\n' "$*" >&2; exit 1; }

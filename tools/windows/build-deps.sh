@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Cross-builds for Windows all that Quillo links there, once, and prints the folder it is installed in: Qt (Core, Gui,
 # Widgets, Test), PortAudio and libcurl from Debian's source packages, whisper.cpp from its pinned release with ggml's
-# CPU back-ends, one DLL for each kind of processor. Qt takes half an hour on two cores, the others ten minutes.
+# back-ends, one DLL for each kind of processor and one for graphics processors. Qt takes half an hour on two cores, the
+# others a quarter.
 #
 # QUILLO_WINDOWS_PREFIX_ARCHIVE may name a packed folder of that kind ("prefix/..."), which saves building what is in
 # it. A file SHA256SUMS beside the archive is checked.
@@ -133,6 +134,16 @@ build_curl() {
 # be of the kind that bears it.
 vector_moves=-Wa,-muse-unaligned-vector-move
 
+# Vulkan's headers without this system's others, and a library that leads to what the drivers bring along.
+prepare_vulkan() {
+    mkdir -p "$work/vulkan/include"
+    cp -R /usr/include/{vulkan,vk_video,spirv} "$work/vulkan/include"
+    printf 'LIBRARY vulkan-1.dll\nEXPORTS\n' >"$work/vulkan/vulkan-1.def"
+    printf '%s\n' vkGetInstanceProcAddr vkGetDeviceProcAddr vkCmdCopyBuffer vkGetPhysicalDeviceFeatures2 \
+        >>"$work/vulkan/vulkan-1.def"
+    x86_64-w64-mingw32-dlltool -d "$work/vulkan/vulkan-1.def" -l "$work/vulkan/libvulkan-1.a"
+}
+
 # DLLs, since the back-ends are loaded when the program runs and all share ggml-base.
 build_ggml() {
     rm -rf "$work/ggml"
@@ -146,8 +157,11 @@ build_ggml() {
         sed -i -E '/ggml_add_cpu_backend_variant\((x64|haswell)\b/!{/^ *ggml_add_cpu_backend_variant\([a-z]/d}' \
             "$work/ggml/src/CMakeLists.txt"
     fi
+    prepare_vulkan
     build ggml "$work/ggml" -DBUILD_SHARED_LIBS=ON -DGGML_BACKEND_DL=ON -DGGML_CPU_ALL_VARIANTS=ON -DGGML_NATIVE=OFF \
-        -DGGML_OPENMP=ON -DGGML_BUILD_TESTS=OFF -DGGML_BUILD_EXAMPLES=OFF \
+        -DGGML_LLAMAFILE=ON -DGGML_VULKAN=ON -DVulkan_INCLUDE_DIR="$work/vulkan/include" \
+        -DVulkan_LIBRARY="$work/vulkan/libvulkan-1.a" -DVulkan_GLSLC_EXECUTABLE=/usr/bin/glslc \
+        -DSPIRV-Headers_DIR=/usr/share/cmake/SPIRV-Headers -DGGML_OPENMP=ON -DGGML_BUILD_TESTS=OFF -DGGML_BUILD_EXAMPLES=OFF \
         -DCMAKE_C_FLAGS="$hardening -include $root/tools/windows/mingw-compat.h $vector_moves" \
         -DCMAKE_CXX_FLAGS="$hardening $vector_moves"
 }
