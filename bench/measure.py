@@ -24,6 +24,7 @@ import microphone  # noqa: E402
 import recognition  # noqa: E402
 import resident  # noqa: E402
 import settings  # noqa: E402
+import sizes  # noqa: E402
 import start  # noqa: E402
 from desktop import Desktop  # noqa: E402
 from figures import as_markdown  # noqa: E402
@@ -43,6 +44,7 @@ def subjects(options, desktop):
         "portable": lambda: recognition.measure_portable(
             desktop, binaries, options.portable, MODEL, 2 if quick else 20
         ),
+        "sizes": lambda: sizes.measure(desktop, binaries, options.default, quick),
         "capture": lambda: capture.measure(binaries),
         "cloud": lambda: cloud.measure(binaries, 3 if quick else 20),
         "files": lambda: files.measure(binaries, quick),
@@ -57,7 +59,7 @@ def subjects(options, desktop):
         "microphone": lambda: microphone.measure(desktop, binaries, 3 if quick else 20),
         "growth": lambda: growth.measure(desktop, binaries, quick),
     }
-    for name, at_hand in {"portable": options.portable, "windows": options.windows}.items():
+    for name, at_hand in {"portable": options.portable, "windows": options.windows, "sizes": options.default}.items():
         if not at_hand:
             print(f"Left out, since its programs are not built: {name}")
             del found[name]
@@ -107,6 +109,7 @@ def main():
     arguments.add_argument("--binaries", type=Path, required=True, help="folder of quillo and the bench programs")
     arguments.add_argument("--whisper", default="", help="where whisper.cpp is installed, if not in the system")
     arguments.add_argument("--portable", type=Path, help="folder of bench_recognition as packages have it")
+    arguments.add_argument("--default", type=Path, help="where whisper.cpp as its makers configure it is installed")
     arguments.add_argument("--windows", type=Path, help="folder of the Windows programs")
     arguments.add_argument("--wine-home", type=Path, help="folder of the Wine to start them with")
     arguments.add_argument("--quick", action="store_true", help="few repetitions: only to see that all works")

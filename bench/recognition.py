@@ -44,8 +44,8 @@ def make_clip(env, folder, seconds, text):
 def ours(program, model, raw):
     """The text, and the milliseconds of the first call in a process."""
     done = subprocess.run([program, model, raw], check=True, capture_output=True, text=True, timeout=120)
-    time, _, text = done.stdout.partition(" ")
-    return text.strip(), float(time)
+    _, time, *text = done.stdout.split(maxsplit=2)
+    return "".join(text).strip(), float(time)
 
 
 def in_turn(name, pairs, measured, compared, goal):
