@@ -10,7 +10,13 @@ say "Building the package" >&2
 mkdir -p "$build"
 logged "$build-configure.log" cmake --preset release -B "$build" -DQUILLO_PACKAGE=ON -DCMAKE_PREFIX_PATH="$whisper"
 logged "$build-build.log" cmake --build "$build" --parallel "$jobs"
-logged "$build-cpack.log" cpack --config "$build/CPackConfig.cmake" -B "$build"
+mkdir -p "$build/dependencies/debian"
+touch "$build/dependencies/debian/control" # dpkg-shlibdeps wants one
+libraries="$(cd "$build/dependencies" && dpkg-shlibdeps -O -xlibvulkan1 -l"$whisper/lib" --ignore-missing-info \
+    "$build/bin/quillo" "$whisper"/lib/lib{whisper,ggml*}.so "$whisper"/bin/*.so 2>"$build-dependencies.log")" ||
+    fail "no dependencies: $(cat "$build-dependencies.log")"
+logged "$build-cpack.log" cpack --config "$build/CPackConfig.cmake" -B "$build" \
+    -D CPACK_DEBIAN_PACKAGE_DEPENDS="${libraries#shlibs:Depends=}, ca-certificates"
 
 say "Checking the package" >&2
 tree="$(mktemp -d)"

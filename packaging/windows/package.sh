@@ -6,7 +6,7 @@ set -euo pipefail
 "$root/tools/install-packages.sh" windows package >&2
 "$root/tools/windows/build.sh" quillo >&2
 build="$root/build/windows"
-"$root/tools/check-hardening.sh" "$build"/bin/Quillo.exe "$build"/bin/ggml*.dll >&2
+"$root/tools/check-hardening.sh" "$build"/bin/Quillo.exe "$build"/bin/{,gpu/}ggml*.dll >&2
 say "Packing" >&2
 # Both packages hold the same bytes: stripping a program writes a time into it.
 SOURCE_DATE_EPOCH="$(stat -c %Y "$build/bin/Quillo.exe")"

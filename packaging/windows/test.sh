@@ -116,7 +116,11 @@ expect is_complete "$drive/Own/Quillo"
 expect test ! -e "$installed"
 
 say "Starting out of the zip"
+expect test -e "$portable/gpu/ggml-vulkan.dll"
+rm -f "$data/config/graphics.txt"
 start "$portable/Quillo.exe"
+eventually grep -qF 'Recognition stays on the CPU' "$logs/started.log" # no graphics processor to be trusted here
+expect grep -q failed "$data/config/graphics.txt"
 expect asked_to_end
 ends_well
 

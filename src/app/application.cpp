@@ -3,12 +3,15 @@
 #include "app/tray_controller.h"
 #include "audio/audio_capture.h"
 #include "base/log.h"
+#include "base/utf8_path.h"
 #include "engine/engine.h"
 #include "model/model_manager.h"
 #include "platform/clipboard.h"
 #include "platform/termination.h"
+#include "settings/paths.h"
 #include "settings/settings_data.h"
 #include "transcribe/cloud_transcriber.h"
+#include "transcribe/graphics_trial.h"
 #include "transcribe/whisper_transcriber.h"
 #include "ui/overlay/overlay_controller.h"
 #include "ui/settings/settings_panel.h"
@@ -45,6 +48,7 @@ struct Application::Impl {
     model::ModelManager modelManager;
     AudioCapture audioCapture;
     WhisperTranscriber localTranscriber;
+    GraphicsTrial graphicsTrial{configDir() + pathSeparator + "graphics.txt"};
     CloudTranscriber cloudTranscriber;
     OverlayController overlay;
 
@@ -94,8 +98,16 @@ void Application::Impl::distribute(const SettingsData& settings)
 
 void Application::Impl::loadActiveModel()
 {
-    if (const std::string path = modelManager.activeModelPath(); !path.empty())
-        localTranscriber.loadModel(path);
+    const std::string path = modelManager.activeModelPath();
+    if (path.empty())
+        return;
+    const bool onGraphics = graphicsTrial.hasPassed(path);
+    using Processor = WhisperTranscriber::Processor;
+    const bool isLoaded = localTranscriber.loadModel(path, onGraphics ? Processor::Graphics : Processor::Central);
+    if (onGraphics)
+        localTranscriber.warmUp();
+    else if (isLoaded)
+        graphicsTrial.start(path, [this, path] { localTranscriber.moveToGraphics(path); });
 }
 
 void Application::Impl::applySettings(const SettingsData& settings)

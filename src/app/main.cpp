@@ -2,10 +2,14 @@
 #include "app/theme.h"
 #include "audio/audio_capture.h"
 #include "base/log.h"
+#include "base/utf8_path.h"
 #include "net/curl_runtime.h"
 #include "platform/console_output.h"
 #include "platform/display_loss.h"
 #include "platform/instance_guard.h"
+#include "settings/paths.h"
+#include "transcribe/graphics_trial.h"
+#include "transcribe/whisper_transcriber.h"
 
 #include <QApplication>
 #include <QFont>
@@ -53,17 +57,19 @@ int runQuillo(int argc, char** argv)
 int main(int argc, char** argv)
 {
     quillo::platform::connectStandardError();
+    quillo::verboseOutput = std::any_of(argv + 1, argv + argc, asksForVerbose);
+    qunsetenv("GGML_BACKEND_PATH"); // names a library that whisper.cpp would load; before there are other threads
+    if (argc > 2 && argv[1] == std::string_view(quillo::GraphicsTrial::argument))
+        std::_Exit(quillo::GraphicsTrial::run(quillo::modelsDir() + quillo::pathSeparator + argv[2]));
     if (!quillo::platform::takeInstanceGuard("Quillo_SingleInstance"))
         return 0;
-    qunsetenv("GGML_BACKEND_PATH"); // names a library that whisper.cpp would load; before there are other threads
-    quillo::verboseOutput = std::any_of(argv + 1, argv + argc, asksForVerbose);
     int result = 1;
     try {
         result = runQuillo(argc, argv);
     } catch (const std::exception& failure) {
         quillo::logError("Fatal: %s\n", failure.what());
     }
-    if (quillo::CurlRuntime::inUse() || quillo::AudioCapture::libraryInUse())
+    if (quillo::CurlRuntime::inUse() || quillo::AudioCapture::libraryInUse() || quillo::WhisperTranscriber::inUse())
         std::_Exit(result); // a call still runs on a thread of its own, and the libraries it uses must not go
     return result;
 }

@@ -82,7 +82,8 @@ TEST_F(WhisperTranscriberTest, TakesAtLeastOneSecond)
         add(std::vector<float>(samples));
         std::string text = "unset";
         EXPECT_EQ(verboseLinesOf([&] { text = transcriber.transcribe(); }),
-            "[Quillo] Transcribing " + reported + " seconds)...\n[Quillo] Transcription: \"\"\n");
+            "[Quillo] Transcribing " + reported
+                + " seconds)...\n[Quillo] Recognising on CPU\n[Quillo] Transcription: \"\"\n");
         EXPECT_EQ(text, "");
     }
     EXPECT_EQ(verboseLinesOf([&] { transcriber.transcribe(); }), "") << "of nothing";
