@@ -81,7 +81,7 @@ void GraphicsTrial::takeBack()
     process_->disconnect();
     process_->kill();
     if (!process_->waitForFinished(static_cast<int>(endPatience.count())))
-        process_.release(); // caught in its driver: whoever deleted it would wait much longer
+        static_cast<void>(process_.release()); // caught in its driver: whoever deleted it would wait much longer
     process_.reset();
     keep(model_, {});
 }
