@@ -48,9 +48,11 @@ struct Application::Impl {
     model::ModelManager modelManager;
     AudioCapture audioCapture;
     WhisperTranscriber localTranscriber;
-    GraphicsTrial graphicsTrial{configDir() + pathSeparator + "graphics.txt"};
+    GraphicsTrial graphicsTrial;
     CloudTranscriber cloudTranscriber;
     OverlayController overlay;
+
+    explicit Impl(const std::string& program);
 
     void connectComponents();
     void installCallbacks();
@@ -59,6 +61,11 @@ struct Application::Impl {
     void applySettings(const SettingsData& settings);
     void quit();
 };
+
+Application::Impl::Impl(const std::string& program)
+    : graphicsTrial(program, configDir() + pathSeparator + "graphics.txt")
+{
+}
 
 void Application::Impl::connectComponents()
 {
@@ -123,8 +130,8 @@ void Application::Impl::quit()
     QCoreApplication::quit();
 }
 
-Application::Application(int /*argc*/, char** /*argv*/)
-    : impl_(std::make_unique<Impl>())
+Application::Application(int argc, char** /*argv*/)
+    : impl_(std::make_unique<Impl>(argc > 0 ? QApplication::applicationFilePath().toStdString() : std::string()))
 {
     impl_->connectComponents();
     impl_->distribute(impl_->settingsPanel.loadSettings());

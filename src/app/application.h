@@ -8,6 +8,7 @@ namespace quillo {
 /// the Qt application, on the user-interface thread, where all of it is used.
 class Application {
 public:
+    /// Those of the main routine; with no arguments at all, no process is started to try the graphics processor.
     Application(int argc, char** argv);
     ~Application();
     Application(const Application&) = delete;

@@ -7,7 +7,6 @@
 #include "transcribe/whisper_transcriber.h"
 
 #include <QByteArray>
-#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QProcess>
@@ -64,8 +63,9 @@ int GraphicsTrial::run(const std::string& modelPath)
     return transcriber.usesGraphics() ? 0 : 1;
 }
 
-GraphicsTrial::GraphicsTrial(const std::string& record)
-    : record_(QString::fromStdString(record))
+GraphicsTrial::GraphicsTrial(const std::string& program, const std::string& record)
+    : program_(QString::fromStdString(program))
+    , record_(QString::fromStdString(record))
 {
 }
 
@@ -114,13 +114,13 @@ void GraphicsTrial::keep(const std::string& modelPath, const QByteArray& outcome
 
 bool GraphicsTrial::hasPassed(const std::string& modelPath) const
 {
-    return outcomeOf(modelPath) == passed;
+    return !program_.isEmpty() && outcomeOf(modelPath) == passed;
 }
 
 void GraphicsTrial::start(const std::string& modelPath, std::function<void()> onPassed)
 {
     takeBack();
-    if (!hasBackend())
+    if (program_.isEmpty() || !hasBackend())
         return;
     if (!outcomeOf(modelPath).isEmpty()) {
         reportFailure();
@@ -143,7 +143,7 @@ void GraphicsTrial::start(const std::string& modelPath, std::function<void()> on
     QStringList arguments{argument, QFileInfo(QString::fromStdString(modelPath)).fileName()};
     if (verboseOutput)
         arguments += "--verbose";
-    process_->start(QCoreApplication::applicationFilePath(), arguments);
+    process_->start(program_, arguments);
 }
 
 void GraphicsTrial::conclude(bool hasPassed)

@@ -23,8 +23,11 @@ public:
     /// What that process does: its exit code, 0 when the model was loaded and used on a graphics processor.
     static int run(const std::string& modelPath);
 
-    /// The outcomes are kept in a file, whose folder need not be there.
-    explicit GraphicsTrial(const std::string& record);
+    /// @param program the file of the program that is started, whose main routine knows the argument; without one
+    /// nothing
+    ///        is tried, and nothing has passed
+    /// @param record the file in which the outcomes are kept; its folder need not be there
+    GraphicsTrial(const std::string& program, const std::string& record);
     ~GraphicsTrial(); ///< takes a trial that still runs back
     GraphicsTrial(const GraphicsTrial&) = delete;
     GraphicsTrial& operator=(const GraphicsTrial&) = delete;
@@ -41,6 +44,7 @@ private:
     void conclude(bool hasPassed);
     void takeBack();
 
+    const QString program_;
     const QString record_;
     std::string model_; // under trial
     std::function<void()> onPassed_;

@@ -20,7 +20,7 @@ TEST(GraphicsTrial, HoldsForTheModelTheDriversAndTheVersionThatWereTried)
     const test::TemporaryFolder folder;
     const fs::path driver = folder.path() / "driver.json", model = folder.path() / "ggml-base.bin";
     const fs::path record = folder.path() / "graphics.txt";
-    const GraphicsTrial trial(record.string());
+    const GraphicsTrial trial("program", record.string());
     writeFile(driver, "{}");
     writeFile(model, "weights");
     setenv("VK_DRIVER_FILES", driver.c_str(), 1);
@@ -37,6 +37,7 @@ TEST(GraphicsTrial, HoldsForTheModelTheDriversAndTheVersionThatWereTried)
     EXPECT_FALSE(passes(QUILLO_VERSION, "ggml-base.bin 70 passed\nggml-tiny.bin 7 passed\n"));
 
     EXPECT_TRUE(passes(QUILLO_VERSION, "ggml-base.bin 7 passed\n"));
+    EXPECT_FALSE(GraphicsTrial("", record.string()).hasPassed(model.string())) << "nothing could be tried";
     fs::last_write_time(driver, fs::last_write_time(driver) + std::chrono::hours(1)); // another package
     EXPECT_FALSE(trial.hasPassed(model.string()));
     unsetenv("VK_DRIVER_FILES");
