@@ -21,9 +21,13 @@ start_display() {
 
 # Sets Wine up once: its registry, and a font of this machine for the ones that programs for Windows ask for.
 prepare_wine() {
-    local font
     [ ! -e "$wine_home/.complete" ] || return 0
     say "Setting up Wine (once, about half a minute)"
+    (make_prefix "$1") || make_prefix "$1" # Wine's own set-up fails now and then
+}
+
+make_prefix() {
+    local font
     rm -rf "$wine_home"
     mkdir -p "$wine_home"
     logged "$1/wineboot.log" in_wine timeout 300 wineboot --init
